@@ -1,0 +1,24 @@
+// Messages go to the host's own log function. The reference is weak: a process that has no
+// orvel_log_v2 loads the library all the same, and the library is silent there.
+#pragma once
+
+#include <cstdint>
+
+extern "C" [[gnu::weak, gnu::format(printf, 7, 8)]] void orvel_log_v2(std::int32_t level,
+                                                                      std::int32_t module, void *,
+                                                                      void *, const char *function,
+                                                                      std::int32_t line,
+                                                                      const char *format, ...);
+
+namespace orvel::log {
+enum Level : std::int32_t { Detail = 0, Trace = 1, Warning = 2, Error = 3 };
+inline constexpr std::int32_t kModule = 3;
+}  // namespace orvel::log
+
+// To be written in the function whose name the line is to carry. The host's function may throw.
+#define LOG(level, ...)                                                                      \
+    do {                                                                                     \
+        if (orvel_log_v2)                                                                    \
+            orvel_log_v2(orvel::log::level, orvel::log::kModule, nullptr, nullptr, __func__, \
+                         __LINE__, __VA_ARGS__);                                             \
+    } while (0)

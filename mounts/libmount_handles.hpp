@@ -1,0 +1,15 @@
+// Owners of what libmount allocates; the one place beside the mount reader that knows its header.
+#pragma once
+
+#include <libmount.h>
+
+#include <memory>
+
+#include "base/handles.hpp"
+
+namespace orvel {
+
+using MountTable = std::unique_ptr<libmnt_table, Releaser<mnt_free_table>>;
+using MountIterator = std::unique_ptr<libmnt_iter, Releaser<mnt_free_iter>>;
+
+}  // namespace orvel

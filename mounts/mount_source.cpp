@@ -1,0 +1,92 @@
+// One mount's source: joined with the mount's root, made canonical, tested for a block device, and
+// followed through other mounts.
+#include "mounts/mount_source.hpp"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
+#include "mounts/libmount_handles.hpp"
+
+// A path that cannot be resolved, for whatever reason, is used as it is written: a device with a
+// path below it never resolves, and that is the usual case here.
+std::string canonicalizePath(const std::string &path) {
+    const orvel::MallocString resolved(realpath(path.c_str(), nullptr));
+    return resolved ? std::string(resolved.get()) : path;
+}
+
+// /dev/x and / give /dev/x/, which tells a device mounted whole from any directory of it.
+std::string getFullSource(struct libmnt_fs *fs) {
+    const char *sourceText = mnt_fs_get_source(fs);
+    const char *rootText = mnt_fs_get_root(fs);
+    if (sourceText == nullptr || rootText == nullptr) return {};
+    const std::string source = trim(sourceText);
+    const std::string root = trim(rootText);
+    if (source.empty()) return root;
+    if (root.empty()) return source;
+    if (source.ends_with('/') && root.starts_with('/')) return source + root.substr(1);
+    if (source.ends_with('/') || root.starts_with('/')) return source + root;
+    return source + '/' + root;
+}
+
+namespace {
+
+// These texts are the interface's, spelling and full-width colon included.
+std::string describeStatError(int error) {
+    switch (error) {
+        case ENOENT:
+            return "The path does not exist.";
+        case EACCES:
+            return "Insufficient permissions (root privileges may be required).";
+        case ENOTDIR:
+            return "Some component in the path is not a directory";
+        case ENAMETOOLONG:
+            return "The path is too long (exceeding the system limit)";
+        case ELOOP:
+            return "The path contains too many symbolic links or circular links";
+        default:
+            return std::string("unknow error：") + std::strerror(error);
+    }
+}
+
+}  // namespace
+
+bool isBlockDevice(const std::string &path, std::string &error) {
+    error.clear();
+    struct stat status = {};
+    // Links are followed: device-mapper names are links to the nodes.
+    if (stat(trimTrailingSlash(path).c_str(), &status) != 0)
+        error = describeStatError(errno);
+    else if (!S_ISBLK(status.st_mode))
+        error = "Not a block device";
+    return error.empty();
+}
+
+std::string resolveBasePath(const std::string &path, const orvel::PathMap &mounts) {
+    return orvel::BaseResolver(mounts).resolve(path);
+}
+
+// A path is its own base until more is known, so a chain that comes back to it ends there.
+std::string orvel::BaseResolver::resolve(const std::string &path) {
+    std::vector<std::pair<const std::string, std::string> *> chain;
+    std::string base = canonicalizePath(path);
+    while (true) {
+        const auto [step, isNew] = bases_.try_emplace(base, base);
+        if (!isNew) {
+            base = step->second;
+            break;
+        }
+        chain.push_back(&*step);
+        const auto mounted = sources_.find(base);
+        if (base.empty() || mounted == sources_.end()) break;
+        base = canonicalizePath(mounted->second);
+    }
+    // Every step of the chain up to the base ends at it; steps after it are the rest of a circle.
+    for (auto *step : chain) {
+        if (step->first == base) break;
+        step->second = base;
+    }
+    return base;
+}

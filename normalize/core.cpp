@@ -1,0 +1,70 @@
+// The rules that turn one path into its normalised form, in their order: /tmproot is /sysroot, then
+// the first matching entry of the mapping list, then /var/tmp and its like drop their /var.
+#include <cstddef>
+#include <string_view>
+
+#include "base/prefix.hpp"
+#include "include/orvel_core.hpp"
+
+namespace {
+
+constexpr std::size_t kMaxPathBytes = 4096;
+constexpr std::string_view kVar = "/var";
+constexpr std::string_view kTopLevelDirectories[] = {"/var/tmp/", "/var/opt/", "/var/srv/",
+                                                     "/var/mnt/"};
+
+// Relative paths, the root and over-long paths are nobody's business here.
+bool isLeftAlone(const std::string &path) {
+    return !path.starts_with('/') || path == "/" || path.size() > kMaxPathBytes;
+}
+
+// At most one directory applies. The slash at its end keeps /var/tmp itself as it is.
+std::string dropVar(std::string path) {
+    for (const std::string_view directory : kTopLevelDirectories)
+        if (path.starts_with(directory)) return path.substr(kVar.size());
+    return path;
+}
+
+// Plain text, not a path: /tmprootfoo becomes /sysrootfoo.
+std::string renameTemporaryRoot(const std::string &path) {
+    return replaceBeginString(path, "/tmproot", "/sysroot");
+}
+
+}  // namespace
+
+std::string _pathNormalize(const std::string &path) {
+    if (isLeftAlone(path)) return path;
+    return dropVar(checkBindMountPoint(sortedMappings(), renameTemporaryRoot(path)));
+}
+
+std::vector<std::string> _batchPathNormalize(const std::vector<std::string> &paths) {
+    const orvel::MappingList mappings = sortedMappings();
+    std::vector<std::string> results;
+    results.reserve(paths.size());
+    for (const std::string &path : paths)
+        results.push_back(isLeftAlone(path)
+                              ? path
+                              : dropVar(checkBindMountPoint(mappings, renameTemporaryRoot(path))));
+    return results;
+}
+
+bool containsDotComponents(const std::string &path) {
+    return path == ".." || path.find("/./") != std::string::npos || path.ends_with("/.") ||
+           path.find("/../") != std::string::npos || path.ends_with("/..") ||
+           path.starts_with("./") || path.starts_with("../");
+}
+
+// One entry at most: the result is not matched again.
+std::string checkBindMountPoint(const orvel::MappingList &mappings, const std::string &path) {
+    if (path.empty()) return path;
+    for (const auto &[prefix, replacement] : mappings)
+        if (!prefix.empty() && orvel::covers(prefix, path))
+            return orvel::replacePrefix(path, prefix.size(), replacement);
+    return path;
+}
+
+std::string replaceBeginString(const std::string &text, const std::string &oldPrefix,
+                               const std::string &newPrefix) {
+    if (oldPrefix.empty() || !text.starts_with(oldPrefix)) return text;
+    return newPrefix + text.substr(oldPrefix.size());
+}

@@ -1,0 +1,66 @@
+// One path through the C interface: rate, checks, the core, a copy for the caller. Two rings keep
+// every exception inside, because the host's log function may throw too, even from the handler.
+#include "base/log.hpp"
+#include "include/orvel_core.h"
+#include "include/orvel_core.hpp"
+#include "normalize/entry_point.hpp"
+#include "normalize/rate_limiter.hpp"
+
+namespace {
+
+const char *printable(const char *path) {
+    return path ? path : "(null)";
+}
+
+}  // namespace
+
+extern "C" char *pathNormalize(const char *path) try {
+    const orvel::CancellationHold hold;
+    try {
+        // Before anything else: a call with a bad argument costs its token too.
+        if (!orvel::checkRateLimit()) {
+            LOG(Warning, "pathNormalize call rate limit exceeded, rejecting request");
+            return nullptr;
+        }
+        if (path == nullptr || *path == '\0') {
+            LOG(Error, "input path is invalid (null or empty)");
+            return nullptr;
+        }
+        const std::string input(path);
+        if (containsDotComponents(input)) {
+            LOG(Warning,
+                "input path contains dot components (. or ..), returning original path: %s", path);
+            return nullptr;
+        }
+        LOG(Trace, "input path : %s", path);
+        if (input.size() > orvel::kMaxInputBytes) {
+            LOG(Error, "input path is too long: %s", path);
+            return nullptr;
+        }
+        const std::string normalized = _pathNormalize(input);
+        if (normalized.empty()) {
+            LOG(Error, "result length is 0,  %s", path);
+            return nullptr;
+        }
+        if (normalized.size() > orvel::kMaxResultBytes) {
+            LOG(Error, "result path is too long: %s", path);
+            return nullptr;
+        }
+        orvel::MallocString result = orvel::copyResult(normalized);
+        if (!result) {
+            LOG(Error, "malloc failed.");
+            return nullptr;
+        }
+        // The log function may throw; until it has returned, the copy is still ours.
+        LOG(Trace, "return path : %s", result.get());
+        return result.release();
+    } catch (const std::exception &error) {
+        LOG(Error, "pathNormalize: catch std exception, error: %s, input path: %s", error.what(),
+            printable(path));
+    } catch (...) {
+        LOG(Error, "pathNormalize: catch unknown exception, input path: %s", printable(path));
+    }
+    return nullptr;
+} catch (...) {
+    return nullptr;
+}

@@ -1,0 +1,42 @@
+#include "normalize/rate_limiter.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <mutex>
+
+namespace orvel {
+
+bool TokenBucket::take(std::int64_t nowNs) {
+    const std::int64_t elapsedNs = nowNs - lastRefillNs_;
+    if (elapsedNs >= kRefillStepNs) {
+        // What is left of a step is dropped: the next one counts from now.
+        lastRefillNs_ = nowNs;
+        tokens_ =
+            std::min(kCapacity, tokens_ + static_cast<std::uint64_t>(elapsedNs / kRefillStepNs));
+    }
+    if (tokens_ == 0) return false;
+    --tokens_;
+    return true;
+}
+
+namespace {
+
+std::int64_t steadyNowNs() {
+    using namespace std::chrono;
+    return duration_cast<nanoseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+// The library's only state.
+struct {
+    std::mutex mutex;
+    TokenBucket bucket{steadyNowNs()};
+} limiter;
+
+}  // namespace
+
+bool checkRateLimit() {
+    const std::lock_guard lock(limiter.mutex);
+    return limiter.bucket.take(steadyNowNs());
+}
+
+}  // namespace orvel

@@ -1,0 +1,61 @@
+// The string helpers of the configuration reader and the mount table reader. Bytes are bytes: no
+// encoding, and only the blank and the tab are white space.
+#include <algorithm>
+#include <map>
+#include <string_view>
+
+#include "include/orvel_core.hpp"
+
+std::string trim(const std::string &text) {
+    constexpr std::string_view kBlanks = " \t";
+    const std::size_t begin = text.find_first_not_of(kBlanks);
+    if (begin == std::string::npos) return {};
+    return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+}
+
+// The first byte stays, so that the root remains the root.
+std::string trimTrailingSlash(const std::string &path) {
+    std::size_t length = path.size();
+    while (length > 1 && path[length - 1] == '/') --length;
+    return path.substr(0, length);
+}
+
+namespace {
+
+// One pass from left to right into a new string: what was inserted is never searched again.
+std::string replaceAll(const std::string &text, const std::string &pattern,
+                       const std::string &value) {
+    std::string result;
+    std::size_t copied = 0;
+    for (std::size_t found = text.find(pattern); found != std::string::npos;
+         found = text.find(pattern, copied)) {
+        result.append(text, copied, found - copied).append(value);
+        copied = found + pattern.size();
+    }
+    return result.append(text, copied);
+}
+
+}  // namespace
+
+std::string replaceVariables(const std::string &text,
+                             const std::unordered_map<std::string, std::string> &variables) {
+    // A value may refer to another variable, so the order shows; byte order is a fixed one.
+    const std::map<std::string_view, std::string_view> ordered(variables.begin(), variables.end());
+    std::string result = text;
+    for (const auto &[name, value] : ordered)
+        result = replaceAll(result, "<" + std::string(name) + ">", std::string(value));
+    return result;
+}
+
+// A piece ends at the next separator or at the end of the text; what is empty once trimmed is
+// dropped, so the end of the text needs no case of its own.
+std::vector<std::string> splitValues(const std::string &text) {
+    std::vector<std::string> values;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find_first_of(",:", begin), text.size());
+        if (std::string value = trim(text.substr(begin, end - begin)); !value.empty())
+            values.push_back(std::move(value));
+        begin = end + 1;
+    }
+    return values;
+}
