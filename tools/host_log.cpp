@@ -1,0 +1,51 @@
+// The warnings and errors of the two entry points are kept, not written: they are the reason of a
+// refusal, and whoever asked tells it together with the path.
+#include "tools/host_log.hpp"
+
+#include <cstdarg>
+#include <cstdio>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "base/log.hpp"
+
+namespace {
+
+std::int32_t lowestLevel = orvel::log::Error;
+std::string refusal;
+
+[[gnu::format(printf, 1, 0)]] std::string formatted(const char *format, std::va_list arguments) {
+    std::va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, again);
+    va_end(again);
+    if (length < 0) return format;
+    std::vector<char> text(static_cast<std::size_t>(length) + 1);
+    (void)std::vsnprintf(text.data(), text.size(), format, arguments);  // has just been measured
+    return {text.data(), static_cast<std::size_t>(length)};
+}
+
+}  // namespace
+
+void tool::setLogLevel(std::int32_t level) {
+    lowestLevel = level;
+}
+
+std::string tool::takeRefusal() {
+    return std::exchange(refusal, {});
+}
+
+extern "C" void orvel_log_v2(std::int32_t level, std::int32_t, void *, void *, const char *function,
+                             std::int32_t, const char *format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::string text = formatted(format, arguments);
+    va_end(arguments);
+    const std::string_view caller = function;
+    const bool isEntryPoint = caller == "pathNormalize" || caller == "batchPathNormalize";
+    if (isEntryPoint && level >= orvel::log::Warning)
+        refusal = std::move(text);
+    else if (level >= lowestLevel)
+        std::fprintf(stderr, "orvel-path: %s: %s\n", function, text.c_str());
+}
