@@ -1,0 +1,227 @@
+// The limiter, the rules of the core, and the two entry points with every line that they log.
+
+#include <chrono>
+#include <fstream>
+#include <memory>
+#include <thread>
+
+#include "base/handles.hpp"
+#include "include/orvel_core.h"
+#include "normalize/rate_limiter.hpp"
+#include "tests/support/support.hpp"
+
+namespace {
+
+using support::pairs;
+using support::takeLog;
+
+TEST(Limiter, RefillsByWholeStepsSinceTheLastRefill) {
+    constexpr std::int64_t kMs = 1'000'000;
+    orvel::TokenBucket bucket(0);
+    const std::pair<std::int64_t, int> rows[] = {
+        {0, 100},        {10 * kMs - 1, 0}, {10 * kMs, 1},
+        {35 * kMs, 2},                                      // the half step is dropped
+        {44 * kMs, 0},   {53 * kMs, 1},     {62 * kMs, 0},  // every 9 ms
+        {68 * kMs, 1},   {83 * kMs, 1},     {98 * kMs, 1},  // every 15 ms
+        {kMs * kMs, 100}};
+    for (const auto &[now, expected] : rows) {
+        int taken = 0;
+        while (bucket.take(now)) ++taken;
+        EXPECT_EQ(taken, expected) << now;
+    }
+}
+
+TEST(Limiter, IsSharedAndAskedFirst) {
+    const auto start = std::chrono::steady_clock::now();
+    const std::string refusal = "pathNormalize call rate limit exceeded, rejecting request\n";
+    int refused = 0;
+    for (int i = 0; i < 150; ++i) {
+        EXPECT_EQ(pathNormalize(nullptr), nullptr);
+        EXPECT_EQ(batchPathNormalize(nullptr, 0), nullptr);
+        const std::string log = takeLog();
+        refused += log.find("2 pathNormalize: " + refusal) != log.npos;
+        refused += log.find("2 batchPathNormalize: " + refusal) != log.npos;
+    }
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    EXPECT_LE(refused, 200);
+    EXPECT_GE(refused, 200 - 1 - elapsed / std::chrono::milliseconds(10));
+}
+
+TEST(Core, FindsDotComponents) {
+    for (const char *path : {"..", "/./", "/a//./b", "/.", "/a/../b", "a/..", "./a", "../a"})
+        EXPECT_TRUE(containsDotComponents(path)) << path;
+    for (const char *path :
+         {"", ".", "/", "/a/..b", "/a/.b", "/a/b.", "/...", "..a", "a..", "a./b"})
+        EXPECT_FALSE(containsDotComponents(path)) << path;
+}
+
+TEST(Core, AppliesTheFirstEntryOnAComponentBoundary) {
+    const orvel::MappingList list =
+        pairs("'' -> /never  /s/c/usr -> /usr  /d/ -> /e  /a -> /x  /a/b -> /y  /s/c -> /");
+    for (const auto &[path, expected] :
+         pairs("'' -> ''  /s/c/usr -> /usr  /s/c/usr/bin -> /usr/bin  /s/c/usrx -> /usrx  /s/cx -> "
+               "/s/cx"
+               "  /s/c -> /  /s/c/ -> /  /d/f -> /ef  /d -> /d  /a/b/c -> /x/b/c  s/c -> s/c"))
+        EXPECT_EQ(checkBindMountPoint(list, path), expected);
+    EXPECT_EQ(checkBindMountPoint({{"/", "/r/"}}, "/etc"), "/r/etc");
+    EXPECT_EQ(replaceBeginString("/ab", "/a", "/x"), "/xb");
+    EXPECT_EQ(replaceBeginString("/a", "/ab", "/x"), "/a");
+    EXPECT_EQ(replaceBeginString("/a", "", "/x"), "/a");
+}
+
+// A root without a mount table, where the configuration alone maps a layer to a merged directory.
+class ConfiguredRoot {
+public:
+    ConfiguredRoot(const std::string &layer, const std::string &merged) {
+        mounts_.run("mkdir -p ostree/pkgs");
+        std::ofstream(mounts_.path() + "/ostree/pkgs/system-ovl.conf")
+            << "[General]\nMode=normal\n[Overlay]\nx=\n[o-N]\nLowerDir=" << layer
+            << "\nMergeDir=" << merged;
+        EXPECT_TRUE(chdir("/") == 0 && chroot(mounts_.path().c_str()) == 0);
+    }
+    ~ConfiguredRoot() { EXPECT_EQ(chroot("."), 0); }
+
+private:
+    support::PrivateMounts mounts_;
+};
+
+const std::string kLook = "3 processMountInfo: Unable to parse /proc/self/mountinfo\n";
+
+TEST(Core, AppliesItsRulesInOrder) {
+    SKIP_WITHOUT_ROOT();
+    const ConfiguredRoot root("/sysroot/os/var", "/var");
+    const std::string longest = "/sysroot/os/var/" + std::string(4096 - 16, 'x');
+    std::vector<std::string> paths, results;
+    const auto expect = [&](const orvel::MappingList &rows, const std::string &log) {
+        for (const auto &[path, expected] : rows) {
+            EXPECT_EQ(_pathNormalize(path), expected);
+            EXPECT_EQ(takeLog(), log) << path;
+            paths.push_back(path);
+            results.push_back(expected);
+        }
+    };
+    expect(pairs("/tmproot/os/var/lib -> /var/lib  /tmprootx -> /sysrootx  /var/opt/ -> /opt/"
+                 "  /sysroot/os/var/tmp/a -> /tmp/a  /var/srv/a -> /srv/a  /var/mnt/a -> /mnt/a"
+                 "  /var/tmp -> /var/tmp  /var/tmpx/ -> /var/tmpx/"),
+           kLook);
+    expect({{longest, longest.substr(11)}}, kLook);
+    expect({{"", ""}, {"/", "/"}, {"var/tmp/a", "var/tmp/a"}, {longest + "x", longest + "x"}}, "");
+    EXPECT_EQ(_batchPathNormalize(paths), results);
+    EXPECT_EQ(_batchPathNormalize({}).size(), 0U);
+    EXPECT_EQ(takeLog(), kLook + kLook);
+    EXPECT_EQ(checkBindMountPoint1("/sysroot/os/varnish"), "/varnish");  // a plain prefix
+}
+
+// What a caller gets, "path|path|" or "null", followed by the lines logged, shortened: "#" stands
+// for the entry point's name.
+std::string ask(const std::vector<const char *> &paths, bool batch) {
+    std::string answer = "null";
+    if (batch) {
+        const std::unique_ptr<path_normalize_result_t, orvel::Releaser<freeBatchPathNormalize>>
+            record(batchPathNormalize(paths.data(), paths.size()));
+        if (record) answer.clear();
+        for (std::size_t i = 0; record && i < paths.size(); ++i)
+            answer.append(record->paths[i]).append("|");
+    } else if (const orvel::MallocString path{pathNormalize(paths[0])}) {
+        answer = std::string(path.get()) + "|";
+    }
+    answer += "\n" + takeLog();
+    const std::string name = batch ? "batchPathNormalize: " : "pathNormalize: ";
+    for (std::size_t at = 0; (at = answer.find(name, at)) != answer.npos; at += 2)
+        answer.replace(at, name.size(), "# ");
+    return answer;
+}
+
+TEST(EntryPoints, LogEveryStepOfTheirWay) {
+    SKIP_WITHOUT_ROOT();
+    const ConfiguredRoot root("/l", "/" + std::string(200, 'm'));
+    const std::string merged = "/" + std::string(200, 'm');
+    const std::string fits = "/l/" + std::string(4096 - 202, 'x'), over = fits + "x";
+    const std::string input = "/" + std::string(4094, 'i'), tooLong = input + "i";
+    const auto in = [](const std::string &path) { return "1 # input path : " + path + "\n"; };
+    const auto out = [](const std::string &path) { return "1 # return path : " + path + "\n"; };
+    const std::string invalid = "null\n3 # input path is invalid (null or empty)\n";
+    const std::pair<const char *, std::string> single[] = {
+        {nullptr, invalid},
+        {"", invalid},
+        {"/..",
+         "null\n2 # input path contains dot components (. or ..), returning original path: /..\n"},
+        {"/", "/|\n" + in("/") + out("/")},
+        {"/l/%s", merged + "/%s|\n" + in("/l/%s") + kLook + out(merged + "/%s")},
+        {input.c_str(), input + "|\n" + in(input) + kLook + out(input)},
+        {tooLong.c_str(), "null\n" + in(tooLong) + "3 # input path is too long: " + tooLong + "\n"},
+        {fits.c_str(),
+         merged + fits.substr(2) + "|\n" + in(fits) + kLook + out(merged + fits.substr(2))},
+        {over.c_str(), "null\n" + in(over) + kLook + "3 # result path is too long: " + over + "\n"},
+    };
+    for (const auto &[path, expected] : single) EXPECT_EQ(ask({path}, false), expected);
+
+    const std::string begin =
+        "1 # start batch path normalize, total count: 2\n1 # the 0-th input path: /l/a\n";
+    const std::string looked = kLook + "0 # the 0-th normalized path: " + merged + "/a\n";
+    const std::pair<const char *, std::string> second[] = {
+        {"b",
+         merged + "/a|b|\n" + begin + "1 # the 1-th input path: b\n" + looked +
+             "0 # the 1-th normalized path: b\n1 # batch path normalize success, total count: 2\n"},
+        {nullptr, "null\n" + begin + "3 # the 1-th input path is nullptr\n"},
+        {"", "null\n" + begin + "3 # the 1-th input path is empty\n"},
+        {"/..",
+         "null\n" + begin + "2 # the 1-th input path contains dot components (. or ..): /..\n"},
+        {tooLong.c_str(),
+         "null\n" + begin + "3 # the 1-th input path exceeds maximum length: " + tooLong + "\n"},
+        {over.c_str(), "null\n" + begin + "1 # the 1-th input path: " + over + "\n" + looked +
+                           "3 # the 1-th normalized path is too long: " + over + "\n"},
+    };
+    for (const auto &[path, expected] : second) EXPECT_EQ(ask({"/l/a", path}, true), expected);
+    EXPECT_EQ(ask({}, true), "null\n3 # input paths pointer is nullptr\n");
+    EXPECT_EQ(ask(std::vector<const char *>(1001, "b"), true),
+              "null\n3 # input paths count 1001 exceeds maximum allowed 1000\n");
+    EXPECT_TRUE(ask(std::vector<const char *>(1000, "b"), true).starts_with("b|b|"));
+    const char *const path = "/a";
+    EXPECT_EQ(batchPathNormalize(&path, 0), nullptr);
+    EXPECT_EQ(takeLog(), "3 batchPathNormalize: input paths count is 0\n");
+}
+
+TEST(EntryPoints, NeverHandOutWhatACallerWouldMisread) {
+    SKIP_WITHOUT_ROOT();
+    const ConfiguredRoot root("/l", std::string("/m\0x", 4));  // cut at its NUL it is another path
+    const std::string error =
+        "catch std exception, error: the normalized path contains a NUL byte, input ";
+    EXPECT_TRUE(ask({"/l/a"}, false).ends_with("3 # # " + error + "path: /l/a\n"));
+    EXPECT_TRUE(ask({"/l/a"}, true).ends_with("3 # " + error + "count: 1\n"));
+}
+
+TEST(EntryPoints, KeepTheLogFunctionsExceptionsInside) {
+    // A number or an exception, at the first line or the second, once or from the handler too.
+    for (int turn = 0; turn < 16; ++turn) {
+        const bool batch = turn & 1, number = turn & 2, again = turn & 4;
+        int line = turn & 8 ? -1 : 0;
+        support::onLogLine = [&] {
+            if (line++ == 0 || (line > 1 && again))
+                number ? throw 7 : throw std::length_error("full");
+        };
+        const std::string answer = ask({"a"}, batch);
+        EXPECT_TRUE(answer.starts_with("null\n")) << answer;
+        EXPECT_TRUE(answer.ends_with(
+            std::string(batch ? "3 # " : "3 # # ") +
+            (number ? "catch unknown exception" : "catch std exception, error: full") +
+            (batch ? ", input count: 1\n" : ", input path: a\n")))
+            << answer;
+    }
+    support::onLogLine = nullptr;
+}
+
+TEST(EntryPoints, PutOffACancellation) {
+    bool isComplete = false, isCancelled = true;
+    std::thread([&] {
+        support::onLogLine = pthread_testcancel;
+        pthread_cancel(pthread_self());
+        isComplete = ask({"a"}, false).starts_with("a|") && ask({"a"}, true).starts_with("a|");
+        pthread_testcancel();
+        isCancelled = false;
+    }).join();
+    support::onLogLine = nullptr;
+    EXPECT_TRUE(isComplete && isCancelled);
+}
+
+}  // namespace
