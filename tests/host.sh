@@ -6,6 +6,7 @@ if [ "${3-}" != --mounts-are-private ]; then
     [ "$(id -u)" = 0 ] || exit 77
     work=$(mktemp -d)
     trap 'rmdir "$work"' EXIT
+    trap 'exit 1' INT TERM HUP # after the mounts are gone
     unshare --mount --propagation private "$0" "$1" "$2" --mounts-are-private "$work"
     exit
 fi
@@ -38,7 +39,7 @@ identities() { # of the host's paths in a file: device and inode, or the marker 
 # directories that the host mounts over, and the link whose own name the first rule renames.
 cd "$host"
 find .$state ./sysroot/boot ./tmproot/boot/ ./tmproot/ostree/deploy/ \
-    -regextype posix-extended ! -regex '.*\.0/(var|sysroot|proc|dev|boot|tmproot)' -print0 |
+    -regextype posix-extended ! -regex '.*\.0/(var|sysroot|proc|dev|boot|tmproot|also.)' -print0 |
     sed -z 's|^\.||; s|//|/|' > "$in"
 "$tool" --root "$host" -0 < "$in" > "$out"
 "$tool" --root "$host" -0 < "$out" > "$work/again"
@@ -51,6 +52,8 @@ expect 0 "$deployment/usr/local\t/usr/local\n$deployment/usr\t/usr\n$deployment\
 $state/var/overlay/usr-local\t/usr/local\n$state/var\t/var\n/var/overlay/usr-local\t/usr/local
 /sysroot/boot\t/boot\n" '' --root "$host" --table
 expect 0 '/var/log\n/tmp/x\nrelative\n' '' --root "$host" $state/var/log /var/tmp/x relative
+expect 0 '[a,b]\n[]\n' '' '[a,b]' '[]'
+expect 2 '' "orvel-path: '': cannot be entered: No such file or directory\n" --root '' /x
 printf '%s\0' $state/var/lib $'a\nb' > "$in"
 expect 0 '/var/lib\0a\nb\0' '' --root "$host" -0
 printf 'a\0b\n\nc' > "$in"
@@ -63,11 +66,11 @@ components (. or ..), returning original path: /..\n" --root "$host"
 
 # Roots that lack what the library reads.
 ASAN_OPTIONS=detect_leaks=0 \
-    expect 2 '' "orvel-path: $work/tree: has no mounted /proc\n" --root "$work/tree" /x
+    expect 2 '' "orvel-path: '$work/tree': has no mounted /proc\n" --root "$work/tree" /x
 mount -t proc proc "$work/tree/proc"
 mount -o loop "$work/disk.img" "$work/tree/boot"
 device=$(findmnt -no SOURCE "$work/tree/boot")
-expect 2 '' "orvel-path: $work/tree: has no $device, which is mounted at /boot there; \
+expect 2 '' "orvel-path: '$work/tree': has no $device, which is mounted at /boot there; \
 mount the device nodes at its /dev first\n" --root "$work/tree" /x
 ! "$tool" x > /dev/full 2> /dev/null || failed=1
 exit $failed

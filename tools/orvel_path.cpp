@@ -1,8 +1,10 @@
 // orvel-path: the path under which the running system shows a file, from the command line.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,7 +21,8 @@ enum ExitStatus { kDone = 0, kRefused = 1, kFailed = 2 };
 
 struct Options {
     std::vector<std::string> paths;
-    std::string root;
+    std::optional<std::string>
+        root;  // an empty one, from an unset variable, must not pass for none
     bool nulSeparated = false;
     bool table = false;
     int verbosity = 0;
@@ -57,10 +60,24 @@ bool askPaths(const Options &options) {
     return !inquiry.hadRefusals();
 }
 
+// The parser takes "[a,b]" for a list of two. A NUL in front, which no argument has, keeps it
+// whole.
+std::vector<std::string> shieldedArguments(int argc, char **argv) {
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    for (std::string &argument : arguments)
+        if (argument.starts_with('[')) argument.insert(0, 1, '\0');
+    std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
+    return arguments;
+}
+
+void unshield(std::string &argument) {
+    if (argument.starts_with('\0')) argument.erase(0, 1);
+}
+
 // The root is entered before the first look at the system; every library is loaded by then.
 int run(const Options &options) {
     tool::setLogLevel(orvel::log::Error - options.verbosity);
-    if (!options.root.empty()) tool::enterRoot(options.root);
+    if (options.root) tool::enterRoot(*options.root);
     ExitStatus status = kDone;
     if (options.table)
         printTable();
@@ -89,10 +106,12 @@ int main(int argc, char **argv) try {
                  "show the library's warnings; twice: its trace; thrice: all");
     app.set_version_flag("--version", "orvel-path " ORVEL_VERSION);
     try {
-        app.parse(argc, argv);
+        app.parse(shieldedArguments(argc, argv));
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? kDone : kFailed;
     }
+    for (std::string &path : options.paths) unshield(path);
+    if (options.root) unshield(*options.root);
     return run(options);
 } catch (const std::exception &error) {
     std::fprintf(stderr, "orvel-path: %s\n", error.what());

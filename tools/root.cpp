@@ -21,7 +21,7 @@ namespace {
 using MountList = std::unique_ptr<std::FILE, orvel::Releaser<endmntent>>;
 
 [[noreturn]] void fail(const std::string &directory, const std::string &what) {
-    throw std::runtime_error(directory + ": " + what);
+    throw std::runtime_error("'" + directory + "': " + what);
 }
 
 void requireDeviceNodes(const std::string &directory) {
