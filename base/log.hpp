@@ -15,10 +15,12 @@ enum Level : std::int32_t { Detail = 0, Trace = 1, Warning = 2, Error = 3 };
 inline constexpr std::int32_t kModule = 3;
 }  // namespace orvel::log
 
-// To be written in the function whose name the line is to carry. The host's function may throw.
-#define LOG(level, ...)                                                                      \
+// A line carries the name of an exported function: that of the function it is written in, or, in a
+// helper, the one that is given. The host's function may throw.
+#define LOG(level, ...) LOG_AS(__func__, level, __VA_ARGS__)
+#define LOG_AS(function, level, ...)                                                         \
     do {                                                                                     \
         if (orvel_log_v2)                                                                    \
-            orvel_log_v2(orvel::log::level, orvel::log::kModule, nullptr, nullptr, __func__, \
+            orvel_log_v2(orvel::log::level, orvel::log::kModule, nullptr, nullptr, function, \
                          __LINE__, __VA_ARGS__);                                             \
     } while (0)

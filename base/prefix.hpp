@@ -49,18 +49,18 @@ public:
     }
 
     // The entry with the longest prefix that path begins with, as plain text, and that
-    // accept(prefix) takes; null where there is none. Valid until the next set().
+    // accept(entry) takes; null where there is none. Valid until the next set().
     template <class Accept>
     const Entry *longest(std::string_view path, const Accept &accept) const {
         for (auto length = lengths_.lower_bound(path.size()); length != lengths_.end(); ++length) {
             const auto entry = entries_.find(path.substr(0, *length));
-            if (entry != entries_.end() && accept(entry->first)) return &*entry;
+            if (entry != entries_.end() && accept(*entry)) return &*entry;
         }
         return nullptr;
     }
 
     const Entry *longest(std::string_view path) const {
-        return longest(path, [](std::string_view) { return true; });
+        return longest(path, [](const Entry &) { return true; });
     }
 
 private:

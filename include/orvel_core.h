@@ -26,18 +26,20 @@ extern "C" {
 /* The normalised form of path, or NULL; the log says why it is NULL, in
    exactly one line. A caller that gets NULL goes on with the path it has.
 
-   path is absolute, 1 to 4095 bytes long and without the components "." and
-   ".."; a relative path and "/" come back unchanged. Symbolic links, doubled
-   and trailing slashes in path are left as they are, and the file need not
-   exist.
+   path has 1 to 4095 bytes and no component "." or "..". A relative path, a
+   lone "." among them, and "/" come back unchanged, without a look at the
+   system. Symbolic links, doubled and trailing slashes in path are left as
+   they are, and the file need not exist.
 
    Every call takes one token of a bucket that batchPathNormalize() shares:
    100 tokens at most, refilled by one every 10 milliseconds. With the bucket
    empty the call is refused.
 
    The result is at most 4096 bytes long, malloc'ed and belongs to the caller,
-   who releases it with free(). May be called from any number of threads; a
-   cancellation request for the thread waits until the call is over. */
+   who releases it with free(). One that would be longer, or would hold a NUL
+   from the configuration, is refused. May be called from any number of
+   threads; a (deferred) cancellation of the thread waits until the call is
+   over. The log function must return or throw, not end the thread. */
 char *pathNormalize(const char *path);
 
 /* What batchPathNormalize() gives: count strings, paths[i] being the

@@ -4,7 +4,7 @@
 // ABI as the library: libstdc++ with its C++11 strings. All functions are in the global namespace,
 // keep no state and may be called from any number of threads. None limits the call rate. Failure is
 // a false or empty result, after the log line that the function names; std::bad_alloc and
-// std::length_error pass through.
+// std::length_error pass through. A thread inside one of them should not be cancelled.
 #pragma once
 
 #include <cstdint>
@@ -55,15 +55,18 @@ std::string replaceBeginString(const std::string &text, const std::string &oldPr
 
 // The table that normalising applies: backing path or overlay layer directory -> the path under
 // which the running system shows it. Made from the mount table and the overlay configuration; what
-// cannot be read is left out.
+// cannot be read is left out. Of several mount points of one backing path the shortest is taken,
+// then the bytewise smallest; an overlay's layer goes before any of them.
 orvel::PathMap mergeMountMappings();
 
 // mounts (mount point -> backing path) with every mount point that lies inside another mount's
-// backing path moved to that mount's mount point.
+// backing path moved to that mount's mount point: through the longest such path that ends on a
+// component boundary, else the longest that is a plain prefix. Where two come out alike, the
+// shorter backing path stays.
 orvel::PathMap replaceTarget(const orvel::PathMap &mounts);
 
 // path with the longest key of mergeMountMappings() replaced that it begins with as plain text:
-// /a matches /ab too. For paths, _pathNormalize() is the function to use.
+// /a matches /ab too, and a doubled slash may arise. For paths, use _pathNormalize().
 std::string checkBindMountPoint1(const std::string &path);
 
 // mergeMountMappings() as a list, longest prefix first, equal lengths in byte order.

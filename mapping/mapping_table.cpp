@@ -35,14 +35,14 @@ bool isSortedBefore(const Mount &a, const Mount &b) {
 // The mount point as seen through the mount whose backing path it lies in; a match on a component
 // boundary goes before a longer one that ends inside a name.
 std::string retarget(const Mount &mount, const orvel::PrefixIndex &mountPoints) {
-    const auto isOther = [&](std::string_view backingPath) {
-        return backingPath != mount.backingPath;
+    const orvel::PrefixIndex::Entry *plain = nullptr;
+    const auto isAbove = [&](const orvel::PrefixIndex::Entry &entry) {
+        if (entry.first == mount.backingPath) return false;
+        if (plain == nullptr) plain = &entry;
+        return orvel::covers(entry.first, mount.mountPoint);
     };
-    const auto isOtherAbove = [&](std::string_view backingPath) {
-        return isOther(backingPath) && orvel::covers(backingPath, mount.mountPoint);
-    };
-    const auto *through = mountPoints.longest(mount.mountPoint, isOtherAbove);
-    if (through == nullptr) through = mountPoints.longest(mount.mountPoint, isOther);
+    const auto *through = mountPoints.longest(mount.mountPoint, isAbove);
+    if (through == nullptr) through = plain;
     if (through == nullptr) return std::string(mount.mountPoint);
     return orvel::replacePrefix(mount.mountPoint, through->first.size(), through->second);
 }
@@ -90,5 +90,6 @@ std::string checkBindMountPoint1(const std::string &path) {
     const orvel::PathMap table = mergeMountMappings();
     const orvel::PrefixIndex index(table);
     const auto *entry = index.longest(path);
-    return entry ? orvel::replacePrefix(path, entry->first.size(), entry->second) : path;
+    if (entry == nullptr) return path;
+    return std::string(entry->second).append(path, entry->first.size());
 }

@@ -1,4 +1,4 @@
-// Owners of what libmount allocates; the one place beside the mount reader that knows its header.
+// Owners of what libmount allocates; the only file that includes its header.
 #pragma once
 
 #include <libmount.h>

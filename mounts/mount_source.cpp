@@ -56,8 +56,9 @@ std::string describeStatError(int error) {
 bool isBlockDevice(const std::string &path, std::string &error) {
     error.clear();
     struct stat status = {};
+    const std::string trimmed = trimTrailingSlash(path);
     // Links are followed: device-mapper names are links to the nodes.
-    if (stat(trimTrailingSlash(path).c_str(), &status) != 0)
+    if (stat(trimmed.c_str(), &status) != 0)
         error = describeStatError(errno);
     else if (!S_ISBLK(status.st_mode))
         error = "Not a block device";

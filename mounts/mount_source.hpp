@@ -1,4 +1,4 @@
-// Follows sources through a table of mounts to the path that finally holds them.
+// Follows sources through a table of mounts. Where a chain of sources ends is the base of them all.
 #pragma once
 
 #include <string>

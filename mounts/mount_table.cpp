@@ -2,6 +2,8 @@
 // that are mounted whole, then for each mount the path of its content below such a device.
 #include "mounts/mount_table.hpp"
 
+#include <new>
+
 #include "base/log.hpp"
 #include "base/prefix.hpp"
 #include "mounts/libmount_handles.hpp"
@@ -11,7 +13,8 @@ namespace {
 
 // Whether the source is a path, judged by its text alone: a file system's name (overlay, proc) must
 // not be looked up in the working directory, and neither end of such a mount may be touched, since
-// a dead network mount would hang and an automount point would wake.
+// a dead network mount would hang and an automount point would wake. A blank source is no path
+// either: joined with its root it would read "/", and every path of the system would be mapped.
 bool hasPathAsSource(libmnt_fs *fs) {
     const char *source = mnt_fs_get_source(fs);
     return source != nullptr && mnt_fs_get_root(fs) != nullptr && trim(source).starts_with('/');
@@ -35,6 +38,7 @@ void scanEntry(libmnt_fs *fs, orvel::MountScan &scan) {
 orvel::MountScan scanTable(libmnt_table *table) {
     orvel::MountScan scan;
     const orvel::MountIterator iterator(mnt_new_iter(MNT_ITER_FORWARD));
+    if (!iterator) throw std::bad_alloc();  // not an empty table
     libmnt_fs *fs = nullptr;
     // An error ends the walk as the end does; what was read until then is used.
     while (mnt_table_next_fs(table, iterator.get(), &fs) == 0) scanEntry(fs, scan);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 
+#include "base/cancellation.hpp"
 #include "base/log.hpp"
 #include "include/orvel_core.h"
 #include "include/orvel_core.hpp"
@@ -15,49 +16,49 @@ namespace {
 using Record = std::unique_ptr<path_normalize_result_t, orvel::Releaser<freeBatchPathNormalize>>;
 using Paths = std::vector<std::string>;
 
-// The two stages of the entry point bear its name, because a log line carries the name of the
-// function that it stands in.
+constexpr const char *kCaller = "batchPathNormalize";
 
 // Checks the caller's paths and copies them to inputs; false after a log line.
-bool batchPathNormalize(const char *const *paths, std::size_t count, Paths &inputs) {
+bool collectInputs(const char *const *paths, std::size_t count, Paths &inputs) {
     inputs.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
         const char *path = paths[i];
         if (path == nullptr) {
-            LOG(Error, "the %zu-th input path is nullptr", i);
+            LOG_AS(kCaller, Error, "the %zu-th input path is nullptr", i);
             return false;
         }
         if (*path == '\0') {
-            LOG(Error, "the %zu-th input path is empty", i);
+            LOG_AS(kCaller, Error, "the %zu-th input path is empty", i);
             return false;
         }
         std::string input(path);
         if (containsDotComponents(input)) {
-            LOG(Warning, "the %zu-th input path contains dot components (. or ..): %s", i, path);
+            LOG_AS(kCaller, Warning, "the %zu-th input path contains dot components (. or ..): %s",
+                   i, path);
             return false;
         }
         if (input.size() > orvel::kMaxInputBytes) {
-            LOG(Error, "the %zu-th input path exceeds maximum length: %s", i, path);
+            LOG_AS(kCaller, Error, "the %zu-th input path exceeds maximum length: %s", i, path);
             return false;
         }
         inputs.push_back(std::move(input));
-        LOG(Trace, "the %zu-th input path: %s", i, path);
+        LOG_AS(kCaller, Trace, "the %zu-th input path: %s", i, path);
     }
     return true;
 }
 
 // Copies the results into a record for the caller; null after a log line.
-Record batchPathNormalize(const Paths &inputs, const Paths &results) {
+Record makeRecord(const Paths &inputs, const Paths &results) {
     const std::size_t count = results.size();
     Record record(static_cast<path_normalize_result_t *>(std::malloc(sizeof(*record))));
     if (!record) {
-        LOG(Error, "malloc failed for path_normalize_result_t");
+        LOG_AS(kCaller, Error, "malloc failed for path_normalize_result_t");
         return nullptr;
     }
     *record = {nullptr, 0};  // complete enough to be released from here on
     record->paths = static_cast<char **>(std::malloc(count * sizeof(char *)));
     if (record->paths == nullptr) {
-        LOG(Error, "malloc failed for paths array, count: %zu", count);
+        LOG_AS(kCaller, Error, "malloc failed for paths array, count: %zu", count);
         return nullptr;
     }
     (void)memset_s(record->paths, orvel::kMaxBatchPaths * sizeof(char *), 0,
@@ -65,20 +66,21 @@ Record batchPathNormalize(const Paths &inputs, const Paths &results) {
     record->count = count;
     for (std::size_t i = 0; i < count; ++i) {
         if (results[i].empty()) {
-            LOG(Error, "the %zu-th normalized path is empty", i);
+            LOG_AS(kCaller, Error, "the %zu-th normalized path is empty", i);
             return nullptr;
         }
         if (results[i].size() > orvel::kMaxResultBytes) {
-            LOG(Error, "the %zu-th normalized path is too long: %s", i, inputs[i].c_str());
+            LOG_AS(kCaller, Error, "the %zu-th normalized path is too long: %s", i,
+                   inputs[i].c_str());
             return nullptr;
         }
         record->paths[i] = orvel::copyResult(results[i]).release();
         if (record->paths[i] == nullptr) {
-            LOG(Error, "malloc failed for the %zu-th normalized path, length: %zu", i,
-                results[i].size() + 1);
+            LOG_AS(kCaller, Error, "malloc failed for the %zu-th normalized path, length: %zu", i,
+                   results[i].size() + 1);
             return nullptr;
         }
-        LOG(Detail, "the %zu-th normalized path: %s", i, record->paths[i]);
+        LOG_AS(kCaller, Detail, "the %zu-th normalized path: %s", i, record->paths[i]);
     }
     return record;
 }
@@ -108,14 +110,14 @@ extern "C" path_normalize_result_t *batchPathNormalize(const char *const *paths,
         }
         LOG(Trace, "start batch path normalize, total count: %zu", count);
         Paths inputs;
-        if (!batchPathNormalize(paths, count, inputs)) return nullptr;
+        if (!collectInputs(paths, count, inputs)) return nullptr;
         const Paths results = _batchPathNormalize(inputs);
         if (results.size() != count) {
             LOG(Error, "batch normalize result count mismatch, input: %zu, result: %zu", count,
                 results.size());
             return nullptr;
         }
-        Record record = batchPathNormalize(inputs, results);
+        Record record = makeRecord(inputs, results);
         if (!record) return nullptr;
         LOG(Trace, "batch path normalize success, total count: %zu", count);
         return record.release();

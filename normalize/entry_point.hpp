@@ -2,9 +2,8 @@
 // result into memory that a C caller can free.
 #pragma once
 
-#include <pthread.h>
-
 #include <cstddef>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 
@@ -16,19 +15,6 @@ namespace orvel {
 inline constexpr std::size_t kMaxInputBytes = 4095;
 inline constexpr std::size_t kMaxResultBytes = 4096;
 inline constexpr std::size_t kMaxBatchPaths = 1000;
-
-// Puts off a cancellation of the calling thread: it would unwind the stack, and an entry point that
-// swallows that unwinding, as its guard would, ends the process.
-class CancellationHold {
-public:
-    CancellationHold() { (void)pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous_); }
-    ~CancellationHold() { (void)pthread_setcancelstate(previous_, nullptr); }
-    CancellationHold(const CancellationHold &) = delete;
-    CancellationHold &operator=(const CancellationHold &) = delete;
-
-private:
-    int previous_ = PTHREAD_CANCEL_ENABLE;
-};
 
 // A copy of path (at most kMaxResultBytes) for the caller to free; null where malloc fails. A NUL
 // inside, which only a configuration file can bring in, throws: the caller would read another path.

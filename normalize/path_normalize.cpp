@@ -1,5 +1,6 @@
 // One path through the C interface: rate, checks, the core, a copy for the caller. Two rings keep
 // every exception inside, because the host's log function may throw too, even from the handler.
+#include "base/cancellation.hpp"
 #include "base/log.hpp"
 #include "include/orvel_core.h"
 #include "include/orvel_core.hpp"

@@ -26,17 +26,15 @@ std::int64_t steadyNowNs() {
     return duration_cast<nanoseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-// The library's only state.
-struct {
-    std::mutex mutex;
-    TokenBucket bucket{steadyNowNs()};
-} limiter;
+// The library's only state, full from the time of loading.
+constinit std::mutex mutex;
+TokenBucket bucket(steadyNowNs());
 
 }  // namespace
 
 bool checkRateLimit() {
-    const std::lock_guard lock(limiter.mutex);
-    return limiter.bucket.take(steadyNowNs());
+    const std::lock_guard lock(mutex);
+    return bucket.take(steadyNowNs());
 }
 
 }  // namespace orvel

@@ -36,24 +36,19 @@ inline orvel::PathMap map(const std::string &text) {
     return {list.begin(), list.end()};
 }
 
-// A private mount namespace, and in it a directory with an empty tmpfs.
-class PrivateMounts {
+// A directory for one test, with all that is in it.
+class Scratch {
 public:
-    PrivateMounts() {
-        const char *path = mkdtemp(path_.data());
-        if (unshare(CLONE_NEWNS) != 0 || !path ||
-            mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-            mount("tmpfs", path, "tmpfs", 0, nullptr) != 0)
-            ADD_FAILURE() << "no private mounts: " << std::strerror(errno);
+    Scratch() { EXPECT_NE(mkdtemp(path_.data()), nullptr); }
+    ~Scratch() {
+        EXPECT_EQ(chdir("/"), 0);
+        EXPECT_EQ(std::system(("rm -rf " + path_).c_str()), 0);
     }
-    ~PrivateMounts() {
-        (void)umount2(path_.c_str(), MNT_DETACH);
-        (void)rmdir(path_.c_str());
-    }
-    PrivateMounts(const PrivateMounts &) = delete;
-    PrivateMounts &operator=(const PrivateMounts &) = delete;
+    Scratch(const Scratch &) = delete;
+    Scratch &operator=(const Scratch &) = delete;
 
     const std::string &path() const { return path_; }
+    std::string operator/(const std::string &name) const { return path_ + "/" + name; }
     void run(const std::string &script) const {  // in the directory; must succeed
         const std::string all = "set -e; cd " + path_ + "; PATH=$PATH:/usr/sbin:/sbin; " + script;
         EXPECT_EQ(std::system(all.c_str()), 0) << all;
@@ -62,5 +57,29 @@ public:
 private:
     std::string path_ = "/tmp/orvel-test-XXXXXX";
 };
+
+// The same as an empty tmpfs in a private mount namespace.
+class PrivateMounts : public Scratch {
+public:
+    PrivateMounts() {
+        if (unshare(CLONE_NEWNS) != 0 || mount("", "/", "", MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount("tmpfs", path().c_str(), "tmpfs", 0, nullptr) != 0)
+            ADD_FAILURE() << "no private mounts: " << std::strerror(errno);
+    }
+    ~PrivateMounts() { (void)umount2(path().c_str(), MNT_DETACH); }
+};
+
+// A directory as the root, for a scope.
+class Chroot {
+public:
+    explicit Chroot(const std::string &root) {
+        EXPECT_TRUE(chdir("/") == 0 && chroot(root.c_str()) == 0);
+    }
+    ~Chroot() { EXPECT_EQ(chroot("."), 0); }  // the working directory has stayed outside
+};
+
+// Lets the library's n-th allocation from now on fail, alone or with all after it; 0: none. Whether
+// none has failed since the last call.
+bool failAllocations(int n, bool onlyOne = false);
 
 }  // namespace support
