@@ -18,6 +18,7 @@
 #define ORVEL_CORE_H
 
 #include <stddef.h>
+#include <time.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -63,6 +64,119 @@ path_normalize_result_t *batchPathNormalize(const char *const *paths, size_t cou
 /* Releases a record with everything it holds. NULL, a record whose paths is
    NULL, and NULL entries are fine. Each record is released once. */
 void freeBatchPathNormalize(path_normalize_result_t *result);
+
+/* --- Strings and time -------------------------------------------------------
+   Any number of threads may call the functions from here on, get_time_str()
+   excepted. None of them writes a log line. Where one fails, errno is as the
+   failing system call left it. A string that one returns is malloc'ed and
+   belongs to the caller, who releases it with free(). */
+
+/* Removes every blank and tab from str, wherever it stands, in place. The
+   result is the length that str had, counted up to 2048; 0 for NULL. */
+size_t ltrim_anyway(char *str);
+
+/* str with every occurrence of pattern replaced, from left to right; what was
+   put in is not searched again. A NULL replacement removes them. Of each
+   argument the first 2048 bytes count; the result may be longer. NULL if str
+   or pattern is NULL or empty, or without memory. */
+char *strrpc(const char *str, const char *pattern, const char *replacement);
+
+/* Fills in the local time; leaves *out alone where there is no time, and does
+   nothing for NULL. */
+void get_current_time(struct tm *out);
+
+/* The local time as "2024-01-31 23:59:59", or NULL. Sets the locale of the whole
+   process from the environment on each call, so no other thread may be using
+   the locale meanwhile. */
+char *get_time_str(void);
+
+/* --- Paths -------------------------------------------------------------------
+   A symbolic link at the end of a path is looked at itself, not followed. */
+
+/* The absolute path of file, links resolved, except that a link at its end
+   keeps its name: only its directory is resolved. NULL if file is NULL, does
+   not exist or cannot be resolved, and for "/". */
+char *get_absolute_path(const char *file);
+
+/* 1 if path exists (a dangling link does), else -1. */
+int path_is_exist(const char *path);
+
+/* 1 if path is a directory, or a symbolic link, respectively; else 0. */
+int path_is_dir(const char *path);
+int path_is_link(const char *path);
+
+/* 1 if both are the same file by device and inode, 0 if not, -1 if either
+   cannot be examined. */
+int path_is_same(const char *path1, const char *path2);
+
+/* 1 if both are mount points of one source and type, as a file system and its
+   bind mounts are; 0 if not; -1 if either is NULL or empty, or /proc/mounts
+   cannot be read. Compared as written: "/mnt/" is no mount point. */
+int path_is_mount_bind(const char *path1, const char *path2);
+
+/* --- Listings ----------------------------------------------------------------
+   The result is an array of *count paths, in the order in which the system
+   gives the entries. Array and strings are malloc'ed and belong to the caller,
+   who frees each string, then the array. *count must be 0 before the call;
+   NULL without a look at the directory if it is not, or count is NULL.
+
+   Links inside dir are listed and never followed, even where somebody swaps a
+   directory for a link meanwhile; mount points are entered. A directory that
+   cannot be opened is passed over, and an entry is left out if its path would
+   exceed 4096 bytes. When memory runs out the result is NULL, not a part. */
+
+/* Everything below dir but directories, under the path that the kernel has for
+   dir. NULL with *count 0 if there is nothing, memory runs out, or dir is NULL,
+   contains "..", or is no directory itself (a link to one is not). */
+char **get_file_list_from_dir(const char *dir, int *count);
+
+/* Everything below dir, each directory after what it holds, and dir itself last;
+   removing in this order removes a tree. A directory inside dir appears twice
+   in a row if it could be opened, else once. dir may be a link and may contain
+   "..". NULL on failure, *count then without meaning. */
+char **get_path_list_from_dir(const char *dir, int *count);
+
+/* What stands directly in dir, of every type; dir as above. NULL if there is
+   nothing or on failure, *count then without meaning if memory ran out. */
+char **get_dir_list(const char *dir, int *count);
+
+/* --- Removing and copying ----------------------------------------------------
+   Below their arguments these functions name everything relative to open
+   directories and follow no link, so that nobody who can change a tree can
+   lead them out of it meanwhile. Depth and width are not limited by the stack
+   or by the number of descriptors. An argument is refused if it is NULL, has
+   ".." anywhere, also inside a name, or is a symbolic link; with a slash at its
+   end, a link counts as what it names. What a function has to say inside a tree
+   goes to standard error by perror(). */
+
+/* Removes a file or a tree. 0 when done, also if path does not exist; -1 if path
+   is refused; -2 with "get directory stat error" or "opendir error" if it
+   cannot be examined or opened.
+
+   0 does not say that all is gone: links, names with "..", special files
+   ("unknow file type!") and whatever cannot be removed stay, with the
+   directories above them. File systems mounted inside the tree are entered and
+   emptied. */
+int remove_dir(const char *path);
+
+/* Copies the bytes of a regular file to dst, which is created with default
+   permissions or emptied first: src and dst must be different files. The
+   caller must be allowed to write src, too. 0 after copying, even if the disk
+   was full or reading failed; -1 if either is refused or cannot be opened. */
+int copy_file(const char *src, const char *dst);
+
+/* Copies the tree src as a new directory, with the permissions of src less the
+   umask, into the directory dst. Files are copied as by copy_file(); a link to
+   a directory leaves an empty directory, other links are left out; special
+   files are left out with "unknow file type!". Paths longer than 4095 bytes are
+   left out. Copying into src itself leaves out the copy.
+
+   0 after copying, whatever failed inside; -1 if an argument is NULL, src has no
+   "/", the new path is too long, or either is refused (with src refused, the
+   new directory stays); -2 if src or dst does not exist or src cannot be opened
+   ("opendir error"); -3 if src cannot be examined; -4 if the new directory cannot
+   be made, as when it exists. */
+int copy_dir(const char *src, const char *dst);
 
 #ifdef __cplusplus
 }

@@ -1,0 +1,143 @@
+// copy_dir: a tree into a new directory. The walk of the source has a chain of open directories of
+// the copy beside it, a level for a level, so that both sides are named by descriptors only.
+#include <dirent.h>
+#include <fcntl.h>
+
+#include <algorithm>
+
+#include "base/cancellation.hpp"
+#include "fileutil/copy.hpp"
+#include "fileutil/path_buffer.hpp"
+#include "fileutil/report.hpp"
+#include "fileutil/tree_walk.hpp"
+#include "include/orvel_core.h"
+
+namespace {
+
+constexpr std::size_t kMaxPathBytes = 4095;
+using Path = orvel::PathBuffer<kMaxPathBytes>;
+
+class TreeCopy {
+public:
+    // The copy's top is made already; the lengths are those of both tops' paths.
+    TreeCopy(std::size_t source_length, std::size_t target_length)
+        : source_length_(source_length), target_length_(target_length) {}
+
+    bool begin(orvel::Fd source, const struct stat &source_status, orvel::Fd target) {
+        return fstat(target.get(), &made_) == 0 && target_.enter(std::move(target), made_) &&
+               source_.begin(std::move(source), source_status);
+    }
+
+    void run() {
+        while (true) {
+            if (const orvel::Entry *entry = source_.next())
+                copy_entry(*entry);
+            else if (!leave())
+                return;
+        }
+    }
+
+private:
+    void copy_entry(const orvel::Entry &entry) {
+        const std::size_t added = 1 + std::strlen(entry.name);
+        if (std::max(source_length_, target_length_) + added > kMaxPathBytes) return;
+        struct stat status = {};
+        if (entry.type == DT_REG)
+            status.st_mode = S_IFREG;
+        else if (fstatat(source_.directory(), entry.name, &status, 0) != 0)
+            return;
+        else if (orvel::is_same_file(status, made_))
+            return;  // the copy itself, made below its source
+        const bool is_refused = std::strstr(entry.name, "..") != nullptr;
+        if (S_ISREG(status.st_mode) && !is_refused)
+            (void)orvel::copy_regular_file(source_.directory(), entry.name, target_.fd(),
+                                           entry.name);
+        else if (S_ISDIR(status.st_mode) && !is_refused)
+            copy_directory(entry, status.st_mode);
+        else if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode))
+            orvel::report("unknow file type!");
+    }
+
+    // Makes the directory in the copy and goes into both. A link to a directory leaves it empty.
+    void copy_directory(const orvel::Entry &entry, mode_t mode) {
+        if (mkdirat(target_.fd(), entry.name, mode) != 0) return;
+        struct stat examined = {};
+        if (fstatat(source_.directory(), entry.name, &examined, AT_SYMLINK_NOFOLLOW) != 0 ||
+            S_ISLNK(examined.st_mode))
+            return;
+        constexpr int kFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+        orvel::Fd made(openat(target_.fd(), entry.name, kFlags));
+        struct stat status = {};
+        if (!made || fstat(made.get(), &status) != 0) return;
+        const std::size_t added = 1 + std::strlen(entry.name);
+        if (!source_.enter(examined)) {
+            orvel::report("opendir error");
+        } else if (!target_.enter(std::move(made), status)) {
+            (void)source_.leave();
+        } else {
+            source_length_ += added;
+            target_length_ += added;
+        }
+    }
+
+    bool leave() {
+        if (!source_.leave()) return false;
+        target_.leave();
+        const std::size_t added = 1 + std::strlen(source_.entry()->name);
+        source_length_ -= added;
+        target_length_ -= added;
+        return true;
+    }
+
+    orvel::TreeWalk source_;
+    orvel::DirectoryChain target_;
+    struct stat made_ = {};  // the directory that this copy made first
+    std::size_t source_length_;
+    std::size_t target_length_;
+};
+
+// Makes the directory name in dst and copies the tree into it. source and target are both paths.
+int copy_into(const Path &source, const Path &target, const char *dst, const char *name,
+              mode_t mode) {
+    if (std::strstr(target.text(), "..") != nullptr) return -1;
+    const orvel::Fd parent(open(dst, O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!parent) return -4;
+    struct stat status = {};
+    if (fstatat(parent.get(), name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode))
+        return -1;
+    if (mkdirat(parent.get(), name, mode) != 0) return -4;
+    if (std::strstr(source.text(), "..") != nullptr || path_is_link(source.text()) == 1) return -1;
+
+    constexpr int kFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    orvel::Fd made(openat(parent.get(), name, kFlags));
+    if (!made) return -4;
+    orvel::Fd opened;
+    if (lstat(source.text(), &status) == 0)
+        opened = orvel::open_examined(AT_FDCWD, source.text(), O_RDONLY, status);
+    TreeCopy copy(source.length(), target.length());
+    if (!opened || !copy.begin(std::move(opened), status, std::move(made))) {
+        orvel::report("opendir error");
+        return -2;
+    }
+    copy.run();
+    return 0;
+}
+
+}  // namespace
+
+extern "C" int copy_dir(const char *src, const char *dst) {
+    const orvel::CancellationHold hold;
+    if (src == nullptr || dst == nullptr) return -1;
+    if (access(src, F_OK) != 0 || access(dst, F_OK) != 0) return -2;
+    struct stat status = {};
+    if (stat(src, &status) != 0) return -3;
+    Path source;
+    Path target;
+    if (!source.append(src) || !target.append(dst)) return -1;
+    source.drop_trailing_slash();
+    target.drop_trailing_slash();
+    const char *slash = std::strrchr(source.text(), '/');
+    // "/" is counted with dst, which may itself fill the buffer, before the name is.
+    if (slash == nullptr || !target.push(slash + 1)) return -1;
+    return copy_into(source, target, dst, slash + 1, status.st_mode);
+}

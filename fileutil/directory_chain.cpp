@@ -1,0 +1,33 @@
+#include "fileutil/directory_chain.hpp"
+
+#include <fcntl.h>
+
+namespace orvel {
+
+Fd open_examined(int at, const char *name, int flags, const struct stat &examined) {
+    Fd directory(openat(at, name, O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags));
+    struct stat opened = {};
+    if (!directory || fstat(directory.get(), &opened) != 0) return Fd();
+    if (is_same_file(opened, examined)) return directory;
+    errno = ESTALE;
+    return Fd();
+}
+
+bool DirectoryChain::enter(Fd directory, const struct stat &status) {
+    if (!levels_.append({status.st_dev, status.st_ino})) return false;
+    slot(depth()) = std::move(directory);
+    return true;
+}
+
+void DirectoryChain::leave() {
+    const Fd left = std::move(slot(depth()));
+    levels_.truncate(depth() - 1);
+    if (depth() == 0 || slot(depth())) return;
+    struct stat expected = {};
+    expected.st_dev = levels_.last().device;
+    expected.st_ino = levels_.last().inode;
+    // Whatever goes wrong here leaves the slot empty: that level, and those above it, are lost.
+    slot(depth()) = open_examined(left.get(), "..", O_PATH, expected);
+}
+
+}  // namespace orvel

@@ -1,0 +1,58 @@
+// The one walk of a tree that all of listing, copying and removing use: depth first, by
+// descriptors, without recursion. A link is an entry like any other and never followed.
+//
+//     for (walk.begin(...);;) {
+//         if (const Entry *entry = walk.next()) { ...; walk.enter(...) to go into it; }
+//         else if (walk.leave()) { ... walk.entry() is the directory that has been left; }
+//         else break;
+//     }
+#pragma once
+
+#include "fileutil/directory_chain.hpp"
+
+namespace orvel {
+
+struct Entry {
+    const char *name;    // valid until the walk goes on
+    unsigned char type;  // DT_ value of readdir, which may be DT_UNKNOWN
+};
+
+class TreeWalk {
+public:
+    // Begins in an open directory, of which status tells, and reads its names. False with errno
+    // set.
+    bool begin(Fd directory, const struct stat &status);
+
+    // The next entry of the directory in which the walk stands; null when there are no more.
+    const Entry *next();
+    // The entry that next() gave last in this directory.
+    const Entry *entry();
+
+    // Goes into the directory that entry() names, if it is still the one that examined tells of,
+    // and reads its names. False with errno set: the walk stays where it is.
+    bool enter(const struct stat &examined);
+    // Goes back to the directory above; false at the top.
+    bool leave();
+
+    // Descriptor of the directory in which the walk stands, for fstatat and its like.
+    int directory() const { return chain_.fd(); }
+    std::size_t depth() const { return chain_.depth(); }
+
+private:
+    struct Level {
+        std::size_t names;    // where its names begin
+        std::size_t current;  // where the name of entry() begins
+        std::size_t following;
+    };
+
+    bool read_names(int directory);
+
+    DirectoryChain chain_;
+    Growable<Level> levels_;
+    // The names of every open level, the lowest last: a byte of type, then the name with its NUL.
+    // A level is read whole when the walk enters it, so that no stream must stay open.
+    Growable<char> names_;
+    Entry entry_ = {};
+};
+
+}  // namespace orvel

@@ -1,0 +1,343 @@
+// The file and directory utilities: answers, codes and messages; then what an attacker, a deep
+// tree, few descriptors, a small stack or no memory can do to them.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <atomic>
+#include <filesystem>
+#include <regex>
+#include <set>
+#include <thread>
+
+#include "base/handles.hpp"
+#include "include/orvel_core.h"
+#include "tests/support/support.hpp"
+
+namespace {
+
+using support::Scratch;
+
+std::string text(char *result) {
+    const orvel::MallocString owned(result);
+    return result ? result : "null";
+}
+
+TEST(TextUtilities, TrimReplaceAndTellTheTime) {
+    char blanks[] = " a b\tc ";
+    EXPECT_EQ(ltrim_anyway(blanks), 7U);
+    EXPECT_STREQ(blanks, "abc");
+    EXPECT_EQ(ltrim_anyway(nullptr), 0U);
+    std::string blanksBeyond = std::string(3000, ' ') + "x";
+    EXPECT_EQ(ltrim_anyway(blanksBeyond.data()), 2048U);
+    EXPECT_STREQ(blanksBeyond.c_str(), "x");
+
+    const std::string a(3000, 'a');
+    EXPECT_EQ(text(strrpc("ab-ab", "ab", "x")) + text(strrpc("ab-ab", "ab", nullptr)), "x-x-");
+    EXPECT_EQ(text(strrpc("aaa", "aa", "baa")) + text(strrpc("ab", "abc", "")), "baaaab");
+    EXPECT_EQ(text(strrpc(a.c_str(), "a", "bc")).size(), 4096U);
+    EXPECT_EQ(text(strrpc("xyx", "x", a.c_str())).size(), 4097U);
+    for (const char *none : {static_cast<const char *>(nullptr), ""})
+        EXPECT_TRUE(!strrpc(none, "a", "b") && !strrpc("a", none, "b"));
+    EXPECT_TRUE(std::regex_match(text(get_time_str()),
+                                 std::regex("\\d{4}(-\\d\\d){2} \\d\\d(:\\d\\d){2}")));
+}
+
+TEST(PathUtilities, LookAtLinksAndResolveTheirDirectories) {
+    const Scratch at;
+    at.run("mkdir d; touch f; ln f hard; ln -s f link; ln -s d dlink; ln -s no dangling");
+    ASSERT_EQ(chdir(at.path().c_str()), 0);
+    for (const auto &[file, expected] : support::pairs(
+             "d/../f -> f  link -> link  dlink/../link -> link  dlink/ -> d  dangling -> dangling"))
+        EXPECT_EQ(text(get_absolute_path(file.c_str())), at / expected);
+    for (const char *file : {"no", "/", static_cast<const char *>(nullptr)})
+        EXPECT_EQ(get_absolute_path(file), nullptr);
+    std::string answers;
+    for (const char *name :
+         {"d", "f", "link", "dlink", "dangling", "no", static_cast<const char *>(nullptr)})
+        answers += std::to_string(path_is_exist(name)) + std::to_string(path_is_dir(name)) +
+                   std::to_string(path_is_link(name)) + " ";
+    EXPECT_EQ(answers, "110 100 101 101 101 -100 -100 ");
+    EXPECT_EQ(path_is_same("f", "hard"), 1);
+    EXPECT_EQ(path_is_same("f", "link") + path_is_same("f", "d"), 0);
+    EXPECT_EQ(path_is_same("f", "no") + path_is_same(nullptr, "f"), -2);
+}
+
+TEST(PathUtilities, InTheRootAndAtMountPoints) {
+    SKIP_WITHOUT_ROOT();
+    const support::PrivateMounts at;
+    at.run(
+        "mkdir a 'b c' t; mount -t tmpfs one a; mount --bind a 'b c'; mount -t tmpfs two t; ln -s "
+        "a link");
+    const auto ask = [&](const char *a, const char *b) {
+        return path_is_mount_bind((at / a).c_str(), (at / b).c_str());
+    };
+    EXPECT_EQ(ask("a", "b c"), 1);
+    EXPECT_EQ(ask("a", "t") + ask("a", "a/"), 0);
+    at.run("mount -t tmpfs two 'b c'");  // the top-most mount counts
+    EXPECT_EQ(ask("t", "b c"), 1);
+    EXPECT_EQ(path_is_mount_bind("", "/") + path_is_mount_bind("/", nullptr), -2);
+    const support::Chroot chroot(at.path());
+    EXPECT_EQ(text(get_absolute_path("/link")) + text(get_absolute_path("//link")), "/link/link");
+}
+
+using Listing = char **(*)(const char *, int *);
+
+// A listing's paths in order, each followed by a blank, those below base relative to it.
+std::string list(Listing listing, const std::string &dir, const std::string &base) {
+    int count = 0;
+    char **paths = listing(dir.c_str(), &count);
+    std::string all = paths ? "" : "null " + std::to_string(count);
+    for (int i = 0; paths && i < count; ++i) {
+        const std::string path = text(paths[i]);
+        all += (path.starts_with(base) ? "." + path.substr(base.size()) : path) + " ";
+    }
+    std::free(static_cast<void *>(paths));
+    return all;
+}
+
+TEST(Listings, HaveTheirOrderAndTheirRefusals) {
+    const Scratch at;
+    at.run("mkdir -p d/s/t e; touch d/s/t/a; ln -s /etc d/s/t/link; ln -s d link; touch f");
+    const std::string files = list(get_file_list_from_dir, at / "d/", at / "d");
+    EXPECT_TRUE(files == "./s/t/a ./s/t/link " || files == "./s/t/link ./s/t/a ") << files;
+    const std::string paths = list(get_path_list_from_dir, at / "d", at / "d");
+    EXPECT_EQ(paths, files + "./s/t ./s/t ./s ./s . ");
+    EXPECT_EQ(list(get_path_list_from_dir, at / "e/../link", at / "link"), paths);
+    EXPECT_EQ(list(get_path_list_from_dir, at / "e", at / "e"), ". ");
+    EXPECT_EQ(list(get_dir_list, at / "e/../link", at / "link"), "./s ");
+    ASSERT_EQ(chdir(at.path().c_str()), 0);
+    EXPECT_EQ(list(get_file_list_from_dir, "d", at / "d") + list(get_dir_list, "d", at / "d"),
+              files + "./s ");
+    for (const char *name : {"e", "link", "f", "e/../d", "no"})
+        EXPECT_EQ(list(get_file_list_from_dir, name, ""), "null 0") << name;
+    for (const char *name : {"e", "f", "no"}) EXPECT_EQ(list(get_dir_list, name, ""), "null 0");
+    for (const Listing listing : {get_file_list_from_dir, get_path_list_from_dir, get_dir_list}) {
+        int count = 3;
+        EXPECT_TRUE(!listing(nullptr, &count) && !listing("d", nullptr) && !listing("d", &count));
+        EXPECT_EQ(count, 3);
+    }
+}
+
+// Makes a call in the directory; its result, and what it wrote to standard error up to each colon.
+std::string call(const Scratch &at, const std::function<int()> &function) {
+    EXPECT_EQ(chdir(at.path().c_str()), 0);
+    testing::internal::CaptureStderr();
+    const std::string result = std::to_string(function());
+    return result + std::regex_replace(testing::internal::GetCapturedStderr(),
+                                       std::regex("^(.*): .*\\n"), " $1");
+}
+
+// All that there is, sorted.
+std::string names(const std::string &directory) {
+    std::istringstream words(list(get_path_list_from_dir, directory, directory));
+    std::string all;
+    for (const std::string &name :
+         std::set<std::string>(std::istream_iterator<std::string>(words), {}))
+        all += name + " ";
+    return all;
+}
+
+TEST(RemoveDir, RemovesWhatItMayAndSaysLittle) {
+    const Scratch at;
+    at.run(
+        "mkdir -p t/d/e t/x t/y t/'new\nline' file; touch f t/d/e/g t/'a b' t/x/a..b; ln -s ../f "
+        "t/y/link; "
+        "ln -s t link; mkfifo t/fifo p; touch t/$(printf %0255d 0)");
+    for (const auto &[path, expected] : support::pairs(
+             "f -> 0  no -> 0  no/no -> 0  file/ -> 0  link -> -1  t/x/a..b -> -1  '' -> 0"))
+        EXPECT_EQ(call(at, [&] { return remove_dir(path.c_str()); }), expected) << path;
+    EXPECT_EQ(call(at, [] { return remove_dir(nullptr); }), "-1");
+    EXPECT_EQ(call(at, [] { return remove_dir("p"); }), "0 unknow file type!");
+    EXPECT_EQ(call(at, [] { return remove_dir("p/x"); }), "-2 get directory stat error");
+    EXPECT_EQ(call(at, [] { return remove_dir("t"); }), "0 unknow file type!");
+    EXPECT_EQ(names(at.path()), ". ./link ./p ./t ./t/fifo ./t/x ./t/x/a..b ./t/y ./t/y/link ");
+}
+
+TEST(Copying, KeepsItsCodes) {
+    const Scratch at;
+    at.run(
+        "mkdir -p s/d/e y q s/x..y; printf abc > s/f; printf 12345 > y/old; ln -s f s/flink; ln -s "
+        "d s/dlink; "
+        "ln -s no s/dangling; mkfifo s/fifo; touch s/d/a..b s/d/g; chmod 750 s; ln -s s link; ln "
+        "-s . y/q");
+    const struct {
+        const char *src, *dst, *expected;
+    } rows[] = {{"./s", nullptr, "-1"},
+                {nullptr, "y", "-1"},
+                {"./no", "y", "-2"},
+                {"./s", "no", "-2"},
+                {"s", "y", "-1"},
+                {"./q", "y", "-1"},
+                {"./s", "y/old", "-4"},
+                {"./link", "y", "-1"},
+                {"./s/f", "y", "-2 opendir error"},
+                {"./s/", "y/", "0 unknow file type!"},
+                {"./s", "y", "-4"},
+                {"./s/../s", "q", "-1"},
+                {"./s", "s/d", "0 unknow file type!"}};
+    for (const auto &[src, dst, expected] : rows)
+        EXPECT_EQ(call(at, [&] { return copy_dir(src, dst); }), expected) << src << " " << dst;
+    EXPECT_EQ(names(at / "y"), ". ./f ./link ./old ./q ./s ./s/d ./s/d/e ./s/d/g ./s/dlink ./s/f ");
+    EXPECT_EQ(names(at / "s/d"), ". ./a..b ./e ./g ./s ./s/d ./s/d/e ./s/d/g ./s/dlink ./s/f ");
+
+    at.run("head -c 200000 /dev/urandom > big; test $(stat -c %a y/s) = 750");
+    EXPECT_EQ(copy_file("big", "y/old") + copy_file("s/f", "y/new"), 0);
+    at.run("cmp big y/old; cmp s/f y/new; cmp s/f y/s/f");
+    for (const char *name : {"no", "s", "link", "a..b", "s/fifo", "s/flink"})
+        EXPECT_EQ(copy_file(name, "y/new"), -1) << name;
+    for (const char *name : {"no/no", "s", "link", "a..b"})
+        EXPECT_EQ(copy_file("s/f", name), -1) << name;
+    EXPECT_EQ(copy_file(nullptr, "y/new") + copy_file("s/f", nullptr), -2);
+}
+
+TEST(RemovingAndCopying, AsAnOrdinaryUser) {
+    SKIP_WITHOUT_ROOT();
+    const Scratch at;
+    at.run(
+        "chmod 755 .; mkdir -p t/closed/x t/open y; touch t/open/f t/readonly; chmod 444 "
+        "t/readonly; "
+        "chown -R 65534 .; chmod 0 t/closed; chown root t/open");
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool isUser = setgid(65534) == 0 && setuid(65534) == 0;
+        const bool isRight = copy_file((at / "t/readonly").c_str(), (at / "y/z").c_str()) == -1 &&
+                             call(at, [] { return copy_dir("./t", "y"); }) == "0 opendir error" &&
+                             call(at, [] { return remove_dir("t"); }) == "0 opendir error" &&
+                             call(at, [] { return remove_dir("t/closed"); }) == "-2 opendir error";
+        _exit(isUser && isRight ? 0 : 1);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(names(at.path()),
+              ". ./t ./t/closed ./t/closed/x ./t/open ./t/open/f ./y ./y/t ./y/t/closed "
+              "./y/t/open ./y/t/open/f ");
+}
+
+// Exchanges a directory in a tree with a link out of it for as long as it lives, and makes both
+// anew when they are gone.
+class Attacker {
+public:
+    explicit Attacker(const std::string &tree)
+        : thread_([this, tree, a = tree + "/a", b = tree + "/b"] {
+              for (; !stop_; ++exchanges_) {
+                  if (renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE) == 0)
+                      continue;
+                  (void)unlink(a.c_str());  // whichever of them is the link
+                  (void)unlink(b.c_str());
+                  for (const std::string &directory : {tree, a, a + "/dir"})
+                      (void)mkdir(directory.c_str(), 0755);
+                  const orvel::Fd file(open((a + "/dir/file").c_str(), O_CREAT | O_WRONLY, 0644));
+                  (void)!symlink("../outside", b.c_str());
+              }
+          }) {}
+    ~Attacker() {
+        stop_ = true;
+        thread_.join();
+        EXPECT_GT(exchanges_, 10'000);
+    }
+
+private:
+    std::atomic<bool> stop_ = false;
+    std::atomic<int> exchanges_ = 0;
+    std::thread thread_;
+};
+
+TEST(Race, NothingOutsideATreeIsTouched) {
+    const Scratch at;
+    at.run("mkdir -p outside/dir copies; touch outside/sentinel outside/dir/sentinel");
+    testing::internal::CaptureStderr();  // there is much to complain of
+    {
+        const Attacker attacker(at / "tree");
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(4);
+        while (std::chrono::steady_clock::now() < end) {
+            for (const char *name : {"tree", "tree/a"}) {
+                const std::string dir = at / name, copies = at / "copies";
+                std::string seen = list(get_file_list_from_dir, dir, "");
+                (void)copy_dir(dir.c_str(), copies.c_str());
+                seen += list(get_path_list_from_dir, copies, "");
+                ASSERT_EQ(seen.find("sentinel"), std::string::npos) << seen;
+                (void)remove_dir(dir.c_str());
+                (void)remove_dir((copies + "/" + (name[4] ? "a" : "tree")).c_str());
+                ASSERT_EQ(names(at / "outside"), ". ./dir ./dir/sentinel ./sentinel ");
+            }
+        }
+    }
+    (void)testing::internal::GetCapturedStderr();
+}
+
+// Runs a function on a thread with a small stack, with few descriptors to be had.
+void runConfined(std::function<void()> function) {
+    rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit few = {32, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, 256 * 1024);
+    pthread_t thread;
+    const auto call = [](void *f) -> void * {
+        return (*static_cast<std::function<void()> *>(f))(), f;
+    };
+    ASSERT_EQ(pthread_create(&thread, &attributes, call, &function), 0);
+    pthread_join(thread, nullptr);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+}
+
+auto openDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+TEST(Depth, NeedsNeitherStackNorDescriptors) {
+    const Scratch at;
+    const auto before = openDescriptors();
+    orvel::Fd level(open(at.path().c_str(), O_PATH));
+    for (int i = 0; i < 3000; ++i) {
+        ASSERT_EQ(mkdirat(level.get(), "d", 0755), 0);
+        level = orvel::Fd(openat(level.get(), "d", O_PATH));
+        const orvel::Fd file(openat(level.get(), "f", O_CREAT | O_WRONLY, 0644));
+    }
+    level.reset(-1);
+    at.run("mkdir copies");
+    runConfined([&] {
+        // One file at each level, as long as its path has at most 4096 bytes.
+        const std::string files = list(get_file_list_from_dir, at / "d", "");
+        EXPECT_EQ(std::count(files.begin(), files.end(), ' '), (4096 - at.path().size() - 2) / 2);
+        EXPECT_EQ(copy_dir((at / "d").c_str(), (at / "copies").c_str()), 0);
+        const std::string copies = list(get_file_list_from_dir, at / "copies", "");
+        EXPECT_GT(std::count(copies.begin(), copies.end(), ' '), 2000);
+        EXPECT_EQ(remove_dir((at / "d").c_str()) + remove_dir((at / "copies").c_str()), 0);
+    });
+    EXPECT_EQ(names(at.path()), ". ");
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(Memory, RunningOutLeavesNothingBehind) {
+    const Scratch at;
+    at.run("mkdir -p t/s/u; cd t; touch $(seq 40); ln -s s link; cd s/u; touch $(seq 40)");
+    const std::function<std::string()> calls[] = {
+        [&] { return list(get_file_list_from_dir, at / "t", ""); },
+        [&] { return list(get_path_list_from_dir, at / "t", ""); },
+        [&] { return list(get_dir_list, at / "t", ""); },
+        [] { return text(strrpc("aba", "a", "xyz")); },
+        [&] { return text(get_absolute_path((at / "t/link").c_str())); },
+    };
+    const auto before = openDescriptors();
+    for (const auto &function : calls) {
+        const std::string whole = function();
+        bool isWhole = false;
+        for (int n = 1; !isWhole; ++n) {
+            for (const bool onlyOne : {true, false}) {
+                support::failAllocations(n, onlyOne);
+                const std::string answer = function();
+                isWhole = support::failAllocations(0);
+                EXPECT_TRUE(answer == whole || (!isWhole && answer.starts_with("null"))) << answer;
+            }
+        }
+    }
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+}  // namespace
