@@ -30,7 +30,7 @@ struct Releaser {
     template <class T>
     void operator()(T *owned) const noexcept {
         const ErrnoKeeper keeper;
-        Release(owned);
+        (void)Release(owned);
     }
 };
 
@@ -43,6 +43,8 @@ class Fd {
 public:
     Fd() = default;
     explicit Fd(int fd) : fd_(fd) {}
+    Fd(const Fd &) = delete;
+    Fd &operator=(const Fd &) = delete;
     Fd(Fd &&other) noexcept : fd_(other.release()) {}
     Fd &operator=(Fd &&other) noexcept {
         reset(other.release());

@@ -41,21 +41,25 @@ private:
     void copy_entry(const orvel::Entry &entry) {
         const std::size_t added = 1 + std::strlen(entry.name);
         if (std::max(source_length_, target_length_) + added > kMaxPathBytes) return;
-        struct stat status = {};
-        if (entry.type == DT_REG)
-            status.st_mode = S_IFREG;
-        else if (fstatat(source_.directory(), entry.name, &status, 0) != 0)
-            return;
-        else if (orvel::is_same_file(status, made_))
-            return;  // the copy itself, made below its source
+        const mode_t mode = mode_of(entry);
         const bool is_refused = std::strstr(entry.name, "..") != nullptr;
-        if (S_ISREG(status.st_mode) && !is_refused)
+        if (mode == 0 || (is_refused && (S_ISREG(mode) || S_ISDIR(mode)))) return;
+        if (S_ISREG(mode))
             (void)orvel::copy_regular_file(source_.directory(), entry.name, target_.fd(),
                                            entry.name);
-        else if (S_ISDIR(status.st_mode) && !is_refused)
-            copy_directory(entry, status.st_mode);
-        else if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode))
+        else if (S_ISDIR(mode))
+            copy_directory(entry, mode);
+        else
             orvel::report("unknow file type!");
+    }
+
+    // What the entry is, links followed; 0 for what cannot be examined, and for the copy itself
+    // where it is made below its source.
+    mode_t mode_of(const orvel::Entry &entry) const {
+        if (entry.type == DT_REG) return S_IFREG;
+        struct stat status = {};
+        const bool is_known = fstatat(source_.directory(), entry.name, &status, 0) == 0;
+        return is_known && !orvel::is_same_file(status, made_) ? status.st_mode : 0;
     }
 
     // Makes the directory in the copy and goes into both. A link to a directory leaves it empty.

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr std::size_t kBlockBytes = 1024;
-constexpr off_t kLargeBytes = 128 * 1024;
+constexpr off_t kLargeBytes = 128L * 1024;
 constexpr std::size_t kRangeBytes = 1 << 30;
 
 // A stream over a descriptor, which the stream then owns; null if either cannot be had.

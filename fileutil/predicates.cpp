@@ -14,7 +14,7 @@ namespace {
 using MountList = std::unique_ptr<std::FILE, orvel::Releaser<endmntent>>;
 using AbsolutePath = orvel::PathBuffer<4095>;
 
-constexpr std::size_t kMountLineBytes = 64 * 1024;
+constexpr std::size_t kMountLineBytes = 64UL * 1024;
 
 bool examine(const char *path, struct stat &status) {
     if (path != nullptr) return lstat(path, &status) == 0;

@@ -22,8 +22,8 @@ std::string getFullSource(struct libmnt_fs *fs) {
     const char *sourceText = mnt_fs_get_source(fs);
     const char *rootText = mnt_fs_get_root(fs);
     if (sourceText == nullptr || rootText == nullptr) return {};
-    const std::string source = trim(sourceText);
-    const std::string root = trim(rootText);
+    std::string source = trim(sourceText);
+    std::string root = trim(rootText);
     if (source.empty()) return root;
     if (root.empty()) return source;
     if (source.ends_with('/') && root.starts_with('/')) return source + root.substr(1);

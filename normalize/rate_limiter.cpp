@@ -1,5 +1,7 @@
 #include "normalize/rate_limiter.hpp"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <chrono>
 #include <mutex>
@@ -29,6 +31,10 @@ std::int64_t steadyNowNs() {
 // The library's only state, full from the time of loading.
 constinit std::mutex mutex;
 TokenBucket bucket(steadyNowNs());
+
+// A child that is forked while another thread holds the lock would wait for it for ever.
+[[maybe_unused]] const int forkHandlers =
+    pthread_atfork([] { mutex.lock(); }, [] { mutex.unlock(); }, [] { mutex.unlock(); });
 
 }  // namespace
 

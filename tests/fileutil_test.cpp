@@ -147,7 +147,7 @@ TEST(RemoveDir, RemovesWhatItMayAndSaysLittle) {
         "ln -s t link; mkfifo t/fifo p; touch t/$(printf %0255d 0)");
     for (const auto &[path, expected] : support::pairs(
              "f -> 0  no -> 0  no/no -> 0  file/ -> 0  link -> -1  t/x/a..b -> -1  '' -> 0"))
-        EXPECT_EQ(call(at, [&] { return remove_dir(path.c_str()); }), expected) << path;
+        EXPECT_EQ(call(at, [&, p = path] { return remove_dir(p.c_str()); }), expected) << path;
     EXPECT_EQ(call(at, [] { return remove_dir(nullptr); }), "-1");
     EXPECT_EQ(call(at, [] { return remove_dir("p"); }), "0 unknow file type!");
     EXPECT_EQ(call(at, [] { return remove_dir("p/x"); }), "-2 get directory stat error");
@@ -178,7 +178,8 @@ TEST(Copying, KeepsItsCodes) {
                 {"./s/../s", "q", "-1"},
                 {"./s", "s/d", "0 unknow file type!"}};
     for (const auto &[src, dst, expected] : rows)
-        EXPECT_EQ(call(at, [&] { return copy_dir(src, dst); }), expected) << src << " " << dst;
+        EXPECT_EQ(call(at, [src = src, dst = dst] { return copy_dir(src, dst); }), expected)
+            << src << " " << dst;
     EXPECT_EQ(names(at / "y"), ". ./f ./link ./old ./q ./s ./s/d ./s/d/e ./s/d/g ./s/dlink ./s/f ");
     EXPECT_EQ(names(at / "s/d"), ". ./a..b ./e ./g ./s ./s/d ./s/d/e ./s/d/g ./s/dlink ./s/f ");
 

@@ -47,5 +47,5 @@ extern "C" void orvel_log_v2(std::int32_t level, std::int32_t, void *, void *, c
     if (isEntryPoint && level >= orvel::log::Warning)
         refusal = std::move(text);
     else if (level >= lowestLevel)
-        std::fprintf(stderr, "orvel-path: %s: %s\n", function, text.c_str());
+        (void)std::fprintf(stderr, "orvel-path: %s: %s\n", function, text.c_str());
 }

@@ -74,7 +74,7 @@ void Inquiry::askSingly(const std::string &path) {
     }
     hadRefusals_ = true;
     write(path.data(), path.size());
-    std::fprintf(stderr, "orvel-path: '%s': %s\n", path.c_str(), reason.c_str());
+    (void)std::fprintf(stderr, "orvel-path: '%s': %s\n", path.c_str(), reason.c_str());
 }
 
 void Inquiry::write(const char *bytes, std::size_t length) const {

@@ -114,6 +114,6 @@ int main(int argc, char **argv) try {
     if (options.root) unshield(*options.root);
     return run(options);
 } catch (const std::exception &error) {
-    std::fprintf(stderr, "orvel-path: %s\n", error.what());
+    (void)std::fprintf(stderr, "orvel-path: %s\n", error.what());
     return kFailed;
 }

@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# The built library, read off its file: it exports exactly what its map lists, calls none of that through
+# its host, leaves only the log function for the host to supply, and is hardened (FORTIFY is
+# looked for in what gcc has optimised): library.sh LIBRARY MAP BUILD-TYPE-COMPILER
+set -euo pipefail
+
+diff <(nm -D --defined-only "$1" | awk '{ print $3 }' | sort) \
+    <(sed -n '/global:/,/local:/ s/^ *\([A-Za-z_0-9]*\);$/\1/p' "$2" | sort)
+[ "$(nm -D --undefined-only "$1" | awk '$1 == "w" && $2 ~ /orvel/ { print $2 }')" = orvel_log_v2 ]
+
+has() { readelf "$1" --wide "$3" | grep -E "$2" > /dev/null || { echo "$3: no $2"; exit 1; }; }
+has_not() { readelf "$1" --wide "$3" | grep -E "$2" || return 0; exit 1; }
+has_not --relocs '_Z4trim|pathNormalize|remove_dir' "$1"
+has --dynamic 'SONAME.*\[liborvel_core\.so\.0\]' "$1"
+has --dynamic 'BIND_NOW' "$1"
+has_not --dynamic 'TEXTREL' "$1"
+has --program-headers 'GNU_RELRO' "$1"
+has --program-headers 'GNU_STACK.* RW ' "$1"
+has --dyn-syms '__stack_chk_fail' "$1"
+[ "$3" != RelWithDebInfo-GNU ] || has --dyn-syms '_chk@' "$1"
