@@ -21,6 +21,7 @@ int memset_s(void *destination, std::size_t size, int byte, std::size_t count) {
     return 0;
 }
 
+// A destination without a NUL in its size is full.
 int strcat_s(char *destination, std::size_t size, const char *source) {
     if (destination == nullptr || source == nullptr) return EINVAL;
     const std::size_t used = strnlen(destination, size);

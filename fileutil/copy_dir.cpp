@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "base/cancellation.hpp"
-#include "fileutil/copy.hpp"
+#include "fileutil/copy_file.hpp"
 #include "fileutil/path_buffer.hpp"
 #include "fileutil/report.hpp"
 #include "fileutil/tree_walk.hpp"
@@ -17,6 +17,8 @@ namespace {
 constexpr std::size_t kMaxPathBytes = 4095;
 using Path = orvel::PathBuffer<kMaxPathBytes>;
 
+// One copy under way. The lengths of both paths are kept, not the paths: nothing is named by them,
+// but what would not fit a path is left out.
 class TreeCopy {
 public:
     // The copy's top is made already; the lengths are those of both tops' paths.
@@ -28,6 +30,7 @@ public:
                source_.begin(std::move(source), source_status);
     }
 
+    // Whatever fails inside the tree is left out; nobody is told by a result.
     void run() {
         while (true) {
             if (const orvel::Entry *entry = source_.next())
@@ -41,42 +44,43 @@ private:
     void copy_entry(const orvel::Entry &entry) {
         const std::size_t added = 1 + std::strlen(entry.name);
         if (std::max(source_length_, target_length_) + added > kMaxPathBytes) return;
-        const mode_t mode = mode_of(entry);
+        struct stat own = {};
+        const mode_t mode = mode_of(entry, own);
         const bool is_refused = std::strstr(entry.name, "..") != nullptr;
         if (mode == 0 || (is_refused && (S_ISREG(mode) || S_ISDIR(mode)))) return;
+        // In a directory that is new a file that is there already has been planted.
         if (S_ISREG(mode))
             (void)orvel::copy_regular_file(source_.directory(), entry.name, target_.fd(),
-                                           entry.name);
+                                           entry.name, orvel::Existing::Refused);
         else if (S_ISDIR(mode))
-            copy_directory(entry, mode);
+            copy_directory(entry, mode, own);
         else
             orvel::report("unknow file type!");
     }
 
-    // What the entry is, links followed; 0 for what cannot be examined, and for the copy itself
-    // where it is made below its source.
-    mode_t mode_of(const orvel::Entry &entry) const {
+    // What the entry is, links followed, and what it is itself; 0 for what cannot be examined, and
+    // for the copy itself where it is made below its source.
+    mode_t mode_of(const orvel::Entry &entry, struct stat &own) const {
         if (entry.type == DT_REG) return S_IFREG;
-        struct stat status = {};
-        const bool is_known = fstatat(source_.directory(), entry.name, &status, 0) == 0;
-        return is_known && !orvel::is_same_file(status, made_) ? status.st_mode : 0;
+        if (fstatat(source_.directory(), entry.name, &own, AT_SYMLINK_NOFOLLOW) != 0 ||
+            orvel::is_same_file(own, made_))
+            return 0;
+        if (!S_ISLNK(own.st_mode)) return own.st_mode;
+        struct stat named = {};
+        return fstatat(source_.directory(), entry.name, &named, 0) == 0 ? named.st_mode : 0;
     }
 
     // Makes the directory in the copy and goes into both. A link to a directory leaves it empty.
-    void copy_directory(const orvel::Entry &entry, mode_t mode) {
-        if (mkdirat(target_.fd(), entry.name, mode) != 0) return;
-        struct stat examined = {};
-        if (fstatat(source_.directory(), entry.name, &examined, AT_SYMLINK_NOFOLLOW) != 0 ||
-            S_ISLNK(examined.st_mode))
-            return;
+    void copy_directory(const orvel::Entry &entry, mode_t mode, const struct stat &own) {
+        if (mkdirat(target_.fd(), entry.name, mode) != 0 || S_ISLNK(own.st_mode)) return;
         constexpr int kFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
         orvel::Fd made(openat(target_.fd(), entry.name, kFlags));
         struct stat status = {};
-        if (!made || fstat(made.get(), &status) != 0) return;
         const std::size_t added = 1 + std::strlen(entry.name);
-        if (!source_.enter(examined)) {
+        if (!made || fstat(made.get(), &status) != 0 || !source_.enter(own)) {
             orvel::report("opendir error");
         } else if (!target_.enter(std::move(made), status)) {
+            orvel::report("opendir error");
             (void)source_.leave();
         } else {
             source_length_ += added;
@@ -110,13 +114,13 @@ int copy_into(const Path &source, const Path &target, const char *dst, const cha
     if (fstatat(parent.get(), name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode))
         return -1;
     if (mkdirat(parent.get(), name, mode) != 0) return -4;
+    // The source is refused only now, after its name has become a directory: that is the contract.
     if (std::strstr(source.text(), "..") != nullptr || path_is_link(source.text()) == 1) return -1;
 
     constexpr int kFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     orvel::Fd made(openat(parent.get(), name, kFlags));
-    if (!made) return -4;
     orvel::Fd opened;
-    if (lstat(source.text(), &status) == 0)
+    if (made && lstat(source.text(), &status) == 0)
         opened = orvel::open_examined(AT_FDCWD, source.text(), O_RDONLY, status);
     TreeCopy copy(source.length(), target.length());
     if (!opened || !copy.begin(std::move(opened), status, std::move(made))) {

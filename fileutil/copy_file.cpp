@@ -7,7 +7,7 @@
 
 #include "base/cancellation.hpp"
 #include "base/handles.hpp"
-#include "fileutil/copy.hpp"
+#include "fileutil/copy_file.hpp"
 #include "include/orvel_core.h"
 
 namespace {
@@ -34,19 +34,27 @@ bool is_refused(const char *path) {
 
 }  // namespace
 
-int orvel::copy_regular_file(int from, const char *source, int to, const char *target) {
-    // Without O_NONBLOCK a fifo in the place of a file would stop the caller here, or while
-    // writing.
-    constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+int orvel::copy_regular_file(int from, const char *source, int to, const char *target,
+                             Existing existing) {
+    // To read and write, which does not wait even for a fifo.
+    constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC;
     Fd in(openat(from, source, kFlags));
     struct stat status = {};
-    if (!in || fstat(in.get(), &status) != 0 || !S_ISREG(status.st_mode)) return -1;
+    if (!in || fstat(in.get(), &status) != 0) return -1;
+    if (!S_ISREG(status.st_mode)) {
+        errno = EINVAL;
+        return -1;
+    }
     const File input = open_stream(std::move(in), "r+");
     if (!input) return -1;
     constexpr mode_t kNewFile = 0666;  // less the umask
-    Fd out(openat(to, target, kFlags | O_CREAT | O_TRUNC, kNewFile));
+    Fd out(openat(to, target, kFlags | O_CREAT | (existing == Existing::Refused ? O_EXCL : 0),
+                  kNewFile));
     const File output = open_stream(std::move(out), "w+");
     if (!output) return -1;
+    // Only now, when nothing can fail any more; what cannot be emptied (a fifo) is written as it
+    // is.
+    (void)!ftruncate(fileno(output.get()), 0);
     if (status.st_size > kLargeBytes) copy_ranges(fileno(input.get()), fileno(output.get()));
 
     // A failure to read ends the copy as the end does, and what cannot be written is not told.
@@ -59,5 +67,5 @@ int orvel::copy_regular_file(int from, const char *source, int to, const char *t
 extern "C" int copy_file(const char *src, const char *dst) {
     const orvel::CancellationHold hold;
     if (is_refused(src) || is_refused(dst)) return -1;
-    return orvel::copy_regular_file(AT_FDCWD, src, AT_FDCWD, dst);
+    return orvel::copy_regular_file(AT_FDCWD, src, AT_FDCWD, dst, orvel::Existing::Emptied);
 }

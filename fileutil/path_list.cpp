@@ -1,6 +1,9 @@
+// A list is either handed over whole or freed with all its strings.
 #include "fileutil/path_list.hpp"
 
+#include <cerrno>
 #include <climits>
+#include <cstring>
 
 namespace orvel {
 

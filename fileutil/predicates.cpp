@@ -6,16 +6,19 @@
 
 #include "base/cancellation.hpp"
 #include "base/handles.hpp"
+#include "fileutil/directory_chain.hpp"
 #include "fileutil/path_buffer.hpp"
 #include "include/orvel_core.h"
 
 namespace {
 
 using MountList = std::unique_ptr<std::FILE, orvel::Releaser<endmntent>>;
-using AbsolutePath = orvel::PathBuffer<4095>;
+constexpr std::size_t kMaxPathBytes = 4095;
+using AbsolutePath = orvel::PathBuffer<kMaxPathBytes>;
 
 constexpr std::size_t kMountLineBytes = 64UL * 1024;
 
+// lstat for paths that may be null.
 bool examine(const char *path, struct stat &status) {
     if (path != nullptr) return lstat(path, &status) == 0;
     errno = EFAULT;  // as the kernel has it
@@ -29,6 +32,8 @@ int is_of_type(const char *path, mode_t type) {
 
 // The path of a link itself: its directory resolved, its own name kept.
 char *absolute_link_path(const AbsolutePath &link) {
+    // Without a slash the link stands in the working directory; with one at its beginning only, in
+    // the root.
     AbsolutePath directory = link;
     directory.pop();
     const char *slash = std::strrchr(link.text(), '/');
@@ -68,6 +73,8 @@ extern "C" char *get_absolute_path(const char *file) {
         errno = ENAMETOOLONG;
         return nullptr;
     }
+    // "/" becomes empty here and resolves to nothing. Whether it is a link was asked with the
+    // slash, which follows it: "link/" gives the path of what the link names.
     path.drop_trailing_slash();
     return S_ISLNK(status.st_mode) ? absolute_link_path(path) : realpath(path.text(), nullptr);
 }
@@ -89,7 +96,7 @@ extern "C" int path_is_same(const char *path1, const char *path2) {
     struct stat first = {};
     struct stat second = {};
     if (!examine(path1, first) || !examine(path2, second)) return -1;
-    return first.st_dev == second.st_dev && first.st_ino == second.st_ino ? 1 : 0;
+    return orvel::is_same_file(first, second) ? 1 : 0;
 }
 
 extern "C" int path_is_mount_bind(const char *path1, const char *path2) {
@@ -102,6 +109,7 @@ extern "C" int path_is_mount_bind(const char *path1, const char *path2) {
     Mount first;
     Mount second;
     mntent entry = {};
+    // To the end of the list, since the last mount at a place is the one that shows.
     while (getmntent_r(list.get(), &entry, line.get(), kMountLineBytes) != nullptr) {
         if (std::strcmp(entry.mnt_dir, path1) == 0 && !first.set(entry)) return -1;
         if (std::strcmp(entry.mnt_dir, path2) == 0 && !second.set(entry)) return -1;

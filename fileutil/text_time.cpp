@@ -14,9 +14,11 @@ constexpr std::size_t kTimeBytes = 125;
 
 }  // namespace
 
+// All of str is rewritten, however long; only the result is bounded.
 extern "C" size_t ltrim_anyway(char *str) {
     if (str == nullptr) return 0;
     const std::size_t length = strnlen(str, kMaxTextBytes);
+    if (length == 0) return 0;  // and not a byte is written
     char *kept = str;
     for (const char *from = str; *from != '\0'; ++from)
         if (*from != ' ' && *from != '\t') *kept++ = *from;
@@ -24,6 +26,7 @@ extern "C" size_t ltrim_anyway(char *str) {
     return length;
 }
 
+// A match lies whole within what is looked at of str; what was put in is not looked at again.
 extern "C" char *strrpc(const char *str, const char *pattern, const char *replacement) {
     if (str == nullptr || *str == '\0' || pattern == nullptr || *pattern == '\0') return nullptr;
     const std::size_t length = strnlen(str, kMaxTextBytes);
@@ -33,6 +36,7 @@ extern "C" char *strrpc(const char *str, const char *pattern, const char *replac
         return matched <= length - at && std::memcmp(str + at, pattern, matched) == 0;
     };
 
+    // Twice the same way: to measure, then to write what has been measured.
     std::size_t size = 1;
     for (std::size_t at = 0; at < length;) {
         const bool match = is_match(at);

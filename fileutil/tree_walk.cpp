@@ -1,3 +1,5 @@
+// The names of a level are a run of bytes in one block, the lowest level's at its end, so that
+// going up is a truncation and no level needs memory of its own.
 #include "fileutil/tree_walk.hpp"
 
 #include <fcntl.h>
@@ -5,8 +7,10 @@
 namespace orvel {
 namespace {
 
-// The next entry other than "." and "..", or null at the end, which a failure to read also is.
+// The next entry other than "." and "..", or null at the end, which a failure to read also is; it
+// sets errno.
 const dirent *next_entry(DIR *stream) {
+    errno = 0;
     while (const dirent *entry = readdir(stream))
         if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
             return entry;
@@ -15,6 +19,8 @@ const dirent *next_entry(DIR *stream) {
 
 }  // namespace
 
+// Appends the names in a directory to names_. The stream works on a copy of the descriptor: closing
+// it closes its own, and the directory's must stay open for the calls that name its entries.
 bool TreeWalk::read_names(int directory) {
     Fd copy(fcntl(directory, F_DUPFD_CLOEXEC, 0));
     const Dir stream(copy ? fdopendir(copy.get()) : nullptr);
@@ -25,7 +31,7 @@ bool TreeWalk::read_names(int directory) {
         if (!names_.append(type) || !names_.append(entry->d_name, std::strlen(entry->d_name) + 1))
             return false;
     }
-    return true;
+    return errno != ENOMEM;
 }
 
 bool TreeWalk::begin(Fd directory, const struct stat &status) {
@@ -34,6 +40,7 @@ bool TreeWalk::begin(Fd directory, const struct stat &status) {
     if (read_names(directory.get()) && levels_.append({names, names, names}) &&
         chain_.enter(std::move(directory), status))
         return true;
+    // Back to where the walk stood; the directory is closed on the way out.
     names_.truncate(names);
     levels_.truncate(levels);
     return false;
@@ -53,6 +60,7 @@ const Entry *TreeWalk::next() {
     return entry();
 }
 
+// Looked up afresh each time: going down and up again may have moved the block of names.
 const Entry *TreeWalk::entry() {
     const std::size_t at = levels_.last().current;
     entry_ = {&names_[at + 1], static_cast<unsigned char>(names_[at])};
@@ -62,6 +70,7 @@ const Entry *TreeWalk::entry() {
 bool TreeWalk::leave() {
     if (depth() == 1) return false;
     chain_.leave();
+    if (directory() < 0 && errno == ENOMEM) ran_out_of_memory_ = true;
     names_.truncate(levels_.last().names);
     levels_.truncate(levels_.size() - 1);
     return true;

@@ -33,13 +33,15 @@ public:
     bool enter(const struct stat &examined);
     // Goes back to the directory above; false at the top.
     bool leave();
+    // Whether the walk lost directories above because memory ran out on the way back.
+    bool ran_out_of_memory() const { return ran_out_of_memory_; }
 
     // Descriptor of the directory in which the walk stands, for fstatat and its like.
     int directory() const { return chain_.fd(); }
     std::size_t depth() const { return chain_.depth(); }
 
 private:
-    struct Level {
+    struct Level {            // offsets into names_
         std::size_t names;    // where its names begin
         std::size_t current;  // where the name of entry() begins
         std::size_t following;
@@ -53,6 +55,7 @@ private:
     // A level is read whole when the walk enters it, so that no stream must stay open.
     Growable<char> names_;
     Entry entry_ = {};
+    bool ran_out_of_memory_ = false;
 };
 
 }  // namespace orvel

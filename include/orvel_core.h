@@ -8,7 +8,8 @@
    /ostree/pkgs/system-ovl.conf afresh on every call; nothing is cached.
 
    Strings are NUL-terminated bytes in no particular encoding. No exception
-   leaves a function of this header. Messages go to the process's own
+   leaves a function of this header. Messages go to the process's own function,
+   of C linkage,
        void orvel_log_v2(int32_t level, int32_t module, void *, void *,
                          const char *function, int32_t line,
                          const char *format, ...);
@@ -67,8 +68,9 @@ void freeBatchPathNormalize(path_normalize_result_t *result);
 
 /* --- Strings and time -------------------------------------------------------
    Any number of threads may call the functions from here on, get_time_str()
-   excepted. None of them writes a log line. Where one fails, errno is as the
-   failing system call left it. A string that one returns is malloc'ed and
+   excepted. None of them writes a log line. A (deferred) cancellation of the
+   thread waits until the call is over. Where one fails, errno is as the failing
+   system call left it. A string that one returns is malloc'ed and
    belongs to the caller, who releases it with free(). */
 
 /* Removes every blank and tab from str, wherever it stands, in place. The
@@ -95,7 +97,7 @@ char *get_time_str(void);
 
 /* The absolute path of file, links resolved, except that a link at its end
    keeps its name: only its directory is resolved. NULL if file is NULL, does
-   not exist or cannot be resolved, and for "/". */
+   not exist, cannot be resolved or would exceed 4095 bytes, and for "/". */
 char *get_absolute_path(const char *file);
 
 /* 1 if path exists (a dangling link does), else -1. */
@@ -110,8 +112,8 @@ int path_is_link(const char *path);
 int path_is_same(const char *path1, const char *path2);
 
 /* 1 if both are mount points of one source and type, as a file system and its
-   bind mounts are; 0 if not; -1 if either is NULL or empty, or /proc/mounts
-   cannot be read. Compared as written: "/mnt/" is no mount point. */
+   bind mounts are; 0 if not; -1 if either is NULL or empty, /proc/mounts cannot
+   be read or memory runs out. Compared as written: "/mnt/" is no mount point. */
 int path_is_mount_bind(const char *path1, const char *path2);
 
 /* --- Listings ----------------------------------------------------------------
@@ -126,14 +128,17 @@ int path_is_mount_bind(const char *path1, const char *path2);
    exceed 4096 bytes. When memory runs out the result is NULL, not a part. */
 
 /* Everything below dir but directories, under the path that the kernel has for
-   dir. NULL with *count 0 if there is nothing, memory runs out, or dir is NULL,
+   dir. A directory with ".." in its path, also inside a name, is passed over.
+   NULL with *count 0 if there is nothing, memory runs out, or dir is NULL,
    contains "..", or is no directory itself (a link to one is not). */
 char **get_file_list_from_dir(const char *dir, int *count);
 
 /* Everything below dir, each directory after what it holds, and dir itself last;
    removing in this order removes a tree. A directory inside dir appears twice
-   in a row if it could be opened, else once. dir may be a link and may contain
-   "..". NULL on failure, *count then without meaning. */
+   in a row if it could be opened, else once. dir may contain ".." and may be a
+   link: then what stands directly in it, and dir itself, is listed below the
+   link's path, and what lies deeper below the canonical one. NULL on failure, *count then without
+   meaning. */
 char **get_path_list_from_dir(const char *dir, int *count);
 
 /* What stands directly in dir, of every type; dir as above. NULL if there is
@@ -143,11 +148,12 @@ char **get_dir_list(const char *dir, int *count);
 /* --- Removing and copying ----------------------------------------------------
    Below their arguments these functions name everything relative to open
    directories and follow no link, so that nobody who can change a tree can
-   lead them out of it meanwhile. Depth and width are not limited by the stack
-   or by the number of descriptors. An argument is refused if it is NULL, has
-   ".." anywhere, also inside a name, or is a symbolic link; with a slash at its
-   end, a link counts as what it names. What a function has to say inside a tree
-   goes to standard error by perror(). */
+   lead them out of it meanwhile. Depth and width are not limited by the stack;
+   some 25 descriptors at most are open at a time. A path is refused if it is
+   NULL, has ".." anywhere, also inside a name, or is a symbolic link. Inside a
+   tree that holds for every name without a word; what there is to say goes to
+   standard error by perror(). What the directory says is a regular file is
+   taken for one. */
 
 /* Removes a file or a tree. 0 when done, also if path does not exist; -1 if path
    is refused; -2 with "get directory stat error" or "opendir error" if it
@@ -156,7 +162,7 @@ char **get_dir_list(const char *dir, int *count);
    0 does not say that all is gone: links, names with "..", special files
    ("unknow file type!") and whatever cannot be removed stay, with the
    directories above them. File systems mounted inside the tree are entered and
-   emptied. */
+   emptied. "link/", with the slash, is the directory that the link names. */
 int remove_dir(const char *path);
 
 /* Copies the bytes of a regular file to dst, which is created with default
@@ -166,16 +172,18 @@ int remove_dir(const char *path);
 int copy_file(const char *src, const char *dst);
 
 /* Copies the tree src as a new directory, with the permissions of src less the
-   umask, into the directory dst. Files are copied as by copy_file(); a link to
-   a directory leaves an empty directory, other links are left out; special
-   files are left out with "unknow file type!". Paths longer than 4095 bytes are
-   left out. Copying into src itself leaves out the copy.
+   umask, into the directory dst, which may be a link to one. Files are copied
+   as by copy_file(), neither holes nor permissions kept; a link to a directory
+   leaves an empty directory, other links are left out; special files are left
+   out with "unknow file type!". Left out without a word are files that the
+   caller may not write, paths longer than 4095 bytes and, where src is copied
+   into itself, the copy.
 
-   0 after copying, whatever failed inside; -1 if an argument is NULL, src has no
-   "/", the new path is too long, or either is refused (with src refused, the
-   new directory stays); -2 if src or dst does not exist or src cannot be opened
-   ("opendir error"); -3 if src cannot be examined; -4 if the new directory cannot
-   be made, as when it exists. */
+   0 after copying, whatever failed inside; -1 if an argument is NULL, src has
+   no "/", the new path is too long, or it or src is refused (with src refused,
+   also as "link/", the new directory stays); -2 if src or dst does not exist or
+   src cannot be opened ("opendir error"); -3 if src cannot be examined; -4 if
+   the new directory cannot be made, as when it exists. */
 int copy_dir(const char *src, const char *dst);
 
 #ifdef __cplusplus

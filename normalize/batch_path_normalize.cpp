@@ -31,6 +31,7 @@ bool collectInputs(const char *const *paths, std::size_t count, Paths &inputs) {
             LOG_AS(kCaller, Error, "the %zu-th input path is empty", i);
             return false;
         }
+        // Dots before length: a path that fails both is told by its dots.
         std::string input(path);
         if (containsDotComponents(input)) {
             LOG_AS(kCaller, Warning, "the %zu-th input path contains dot components (. or ..): %s",
@@ -111,6 +112,7 @@ extern "C" path_normalize_result_t *batchPathNormalize(const char *const *paths,
         LOG(Trace, "start batch path normalize, total count: %zu", count);
         Paths inputs;
         if (!collectInputs(paths, count, inputs)) return nullptr;
+        // The one look at the system for all of them.
         const Paths results = _batchPathNormalize(inputs);
         if (results.size() != count) {
             LOG(Error, "batch normalize result count mismatch, input: %zu, result: %zu", count,

@@ -9,6 +9,7 @@
 
 namespace {
 
+// The handler may run before the path has been looked at.
 const char *printable(const char *path) {
     return path ? path : "(null)";
 }
@@ -27,6 +28,8 @@ extern "C" char *pathNormalize(const char *path) try {
             LOG(Error, "input path is invalid (null or empty)");
             return nullptr;
         }
+        // One copy serves the check, the length and the core; that it may fail is the guard's
+        // business.
         const std::string input(path);
         if (containsDotComponents(input)) {
             LOG(Warning,

@@ -19,6 +19,7 @@ ConfigFault readFile(const std::string &path, RawTable &table) {
     return file ? orvel::readConfig(file.get(), table) : ConfigFault::CannotOpen;
 }
 
+// Empty for a key that is not there, as for one without a value.
 std::string valueOf(const RawSection &section, const char *key) {
     const auto entry = section.find(key);
     return entry == section.end() ? std::string() : entry->second;
@@ -61,6 +62,7 @@ ConfigFault load(const std::string &path, SystemStage stage, orvel::ConfigTree &
     Variables variables;
     if (const auto fault = collectVariables(table, stage, variables); fault != ConfigFault::None)
         return fault;
+    // "General" and "Overlay" too: their values are read from the tree later.
     for (const auto &[name, raw] : table) {
         orvel::ConfigSection section;
         if (const auto fault = expandSection(raw, variables, section); fault != ConfigFault::None)

@@ -7,7 +7,10 @@ if [ "${3-}" != --mounts-are-private ]; then
     work=$(mktemp -d)
     trap 'rmdir "$work"' EXIT
     trap 'exit 1' INT TERM HUP # after the mounts are gone
-    unshare --mount --propagation private "$0" "$1" "$2" --mounts-are-private "$work"
+    ORVEL_OUTER_NAMESPACE=$(readlink /proc/self/ns/mnt)
+    export ORVEL_OUTER_NAMESPACE
+    (trap '' INT TERM HUP
+        exec unshare --mount --propagation private "$0" "$1" "$2" --mounts-are-private "$work")
     exit
 fi
 tool=$1 work=$4 state=/sysroot/ostree/deploy/example
@@ -53,7 +56,7 @@ $state/var/overlay/usr-local\t/usr/local\n$state/var\t/var\n/var/overlay/usr-loc
 /sysroot/boot\t/boot\n" '' --root "$host" --table
 expect 0 '/var/log\n/tmp/x\nrelative\n' '' --root "$host" $state/var/log /var/tmp/x relative
 expect 0 '[a,b]\n[]\n' '' '[a,b]' '[]'
-expect 2 '' "orvel-path: '': cannot be entered: No such file or directory\n" --root '' /x
+expect 2 '' "orvel-path: '': cannot be entered: No such file or directory\n" --root= /x
 printf '%s\0' $state/var/lib $'a\nb' > "$in"
 expect 0 '/var/lib\0a\nb\0' '' --root "$host" -0
 printf 'a\0b\n\nc' > "$in"

@@ -15,6 +15,7 @@ namespace {
 std::int32_t lowestLevel = orvel::log::Error;
 std::string refusal;
 
+// Measured first: a line holds a whole path, or a thousand bytes more.
 [[gnu::format(printf, 1, 0)]] std::string formatted(const char *format, std::va_list arguments) {
     std::va_list again;
     va_copy(again, arguments);

@@ -51,6 +51,7 @@ void askStandardInput(tool::Inquiry &inquiry, char separator) {
         throw std::runtime_error(std::string("standard input: ") + std::strerror(error));
 }
 
+// Arguments, or else standard input; true if none was refused.
 bool askPaths(const Options &options) {
     const char separator = options.nulSeparated ? '\0' : '\n';
     tool::Inquiry inquiry(separator);
@@ -63,9 +64,16 @@ bool askPaths(const Options &options) {
 // The parser takes "[a,b]" for a list of two. A NUL in front, which no argument has, keeps it
 // whole.
 std::vector<std::string> shieldedArguments(int argc, char **argv) {
-    std::vector<std::string> arguments(argv + 1, argv + argc);
-    for (std::string &argument : arguments)
+    std::vector<std::string> arguments;
+    for (int i = 1; i < argc; ++i) {
+        std::string argument = argv[i];
         if (argument.starts_with('[')) argument.insert(0, 1, '\0');
+        // Nor would it see that this one has a value, an empty one.
+        const bool isEmptyRoot = argument == "--root=";
+        if (isEmptyRoot) argument.pop_back();
+        arguments.push_back(std::move(argument));
+        if (isEmptyRoot) arguments.emplace_back();
+    }
     std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
     return arguments;
 }

@@ -24,6 +24,8 @@ using MountList = std::unique_ptr<std::FILE, orvel::Releaser<endmntent>>;
     throw std::runtime_error("'" + directory + "': " + what);
 }
 
+// A device that is mounted but cannot be looked at is no block device to the library, and paths on
+// it would come back unchanged.
 void requireDeviceNodes(const std::string &directory) {
     const MountList mounts(setmntent("/proc/self/mounts", "re"));
     if (!mounts) fail(directory, "cannot read /proc/self/mounts there");

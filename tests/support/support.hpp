@@ -6,6 +6,7 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -62,6 +63,9 @@ private:
 class PrivateMounts : public Scratch {
 public:
     PrivateMounts() {
+        char outer[64] = "";  // for make-host
+        (void)!readlink("/proc/self/ns/mnt", outer, sizeof outer - 1);
+        setenv("ORVEL_OUTER_NAMESPACE", outer, 1);
         if (unshare(CLONE_NEWNS) != 0 || mount("", "/", "", MS_REC | MS_PRIVATE, nullptr) != 0 ||
             mount("tmpfs", path().c_str(), "tmpfs", 0, nullptr) != 0)
             ADD_FAILURE() << "no private mounts: " << std::strerror(errno);
@@ -72,14 +76,24 @@ public:
 // A directory as the root, for a scope.
 class Chroot {
 public:
-    explicit Chroot(const std::string &root) {
-        EXPECT_TRUE(chdir("/") == 0 && chroot(root.c_str()) == 0);
-    }
+    explicit Chroot(const std::string &root) { EXPECT_TRUE(chdir("/") == 0 && chroot(root.c_str()) == 0); }
     ~Chroot() { EXPECT_EQ(chroot("."), 0); }  // the working directory has stayed outside
 };
 
-// Lets the library's n-th allocation from now on fail, alone or with all after it; 0: none. Whether
-// none has failed since the last call.
-bool failAllocations(int n, bool onlyOne = false);
+// Makes the call with each allocation of the library failing in turn, once and from then on, until
+// none is left to fail. Each answer must be that of the untouched call, or a refusal.
+void failInTurn(const std::function<std::string()> &call, const std::function<bool(const std::string &)> &isRefusal);
+// In the test's own part of such a call, none fails.
+class Unfailing {
+public:
+    Unfailing();
+    ~Unfailing();
+
+private:
+    int remaining_;
+};
+// The function whose calls fail, if any; and how far the steady clock is put forward.
+extern std::string failingCall;
+extern std::chrono::nanoseconds ahead;
 
 }  // namespace support

@@ -10,23 +10,23 @@
 
 namespace {
 
-// A path as its last name (with slashes behind it) and the open directory that this stands in.
-class Argument {
+// The last name of a path (with the slashes behind it) in the open directory that it stands in.
+class NameInParent {
 public:
-    explicit Argument(const char *path) : name_(last_name(path)) {
+    explicit NameInParent(const char *path) : name_(last_name(path)) {
         if (name_ == path) return;  // in the working directory, or the root itself
         const orvel::MallocString parent(strndup(path, static_cast<std::size_t>(name_ - path)));
         parent_ = orvel::Fd(parent ? open(parent.get(), O_PATH | O_DIRECTORY | O_CLOEXEC) : -1);
         directory_ = parent_.get();
     }
 
-    int directory() const { return directory_; }
+    int directory() const { return directory_; }  // -1 if it could not be opened
     const char *name() const { return name_; }
 
-    // lstat; false with errno set, also where the directory could not be opened.
-    bool examine(struct stat &status) const {
-        if (directory_ == -1) return false;  // errno is still that of the constructor
-        return fstatat(directory_, name_, &status, AT_SYMLINK_NOFOLLOW) == 0;
+    bool is_still(const struct stat &examined) const {
+        struct stat status = {};
+        return fstatat(directory_, name_, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+               orvel::is_same_file(status, examined);
     }
 
 private:
@@ -61,6 +61,8 @@ void remove_entry(orvel::TreeWalk &walk, const orvel::Entry &entry) {
         orvel::report("unknow file type!");
 }
 
+// From the leaves upwards: a directory is removed when the walk has left it, by its name in the one
+// above.
 void remove_contents(orvel::TreeWalk &walk) {
     while (true) {
         if (const orvel::Entry *entry = walk.next())
@@ -77,30 +79,31 @@ void remove_contents(orvel::TreeWalk &walk) {
 extern "C" int remove_dir(const char *path) {
     const orvel::CancellationHold hold;
     if (path == nullptr || std::strstr(path, "..") != nullptr) return -1;
-    const Argument argument(path);
     struct stat status = {};
-    if (!argument.examine(status)) {
+    if (lstat(path, &status) != 0) {
         if (errno == ENOENT) return 0;
         orvel::report("get directory stat error");
         return -2;
     }
     if (S_ISLNK(status.st_mode)) return -1;
-    if (S_ISREG(status.st_mode)) {
-        (void)unlinkat(argument.directory(), argument.name(), 0);
-        return 0;
-    }
-    if (!S_ISDIR(status.st_mode)) {
+    if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
         orvel::report("unknow file type!");
         return 0;
     }
+    // From here on by the directory that holds it: the path may lead elsewhere by now.
+    const NameInParent target(path);
+    if (S_ISREG(status.st_mode)) {
+        if (target.is_still(status)) (void)unlinkat(target.directory(), target.name(), 0);
+        return 0;
+    }
     orvel::TreeWalk walk;
-    orvel::Fd top = orvel::open_examined(argument.directory(), argument.name(), O_RDONLY, status);
+    orvel::Fd top = orvel::open_examined(target.directory(), target.name(), O_RDONLY, status);
     if (!top || !walk.begin(std::move(top), status)) {
         orvel::report("opendir error");
         return -2;
     }
     remove_contents(walk);
-    (void)unlinkat(argument.directory(), argument.name(),
+    (void)unlinkat(target.directory(), target.name(),
                    AT_REMOVEDIR);  // fails if not all is gone
     return 0;
 }
