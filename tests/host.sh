@@ -1,19 +1,9 @@
 #!/usr/bin/env bash
-# The main job on a made-up host, through the command-line tool: host.sh TOOL MAKE-HOST
+# The main job on a made-up host, through the command-line tool, in a private mount namespace:
+# host.sh TOOL MAKE-HOST DIRECTORY
 set -euo pipefail
 
-if [ "${3-}" != --mounts-are-private ]; then
-    [ "$(id -u)" = 0 ] || exit 77
-    work=$(mktemp -d)
-    trap 'rmdir "$work"' EXIT
-    trap 'exit 1' INT TERM HUP # after the mounts are gone
-    ORVEL_OUTER_NAMESPACE=$(readlink /proc/self/ns/mnt)
-    export ORVEL_OUTER_NAMESPACE
-    (trap '' INT TERM HUP
-        exec unshare --mount --propagation private "$0" "$1" "$2" --mounts-are-private "$work")
-    exit
-fi
-tool=$1 work=$4 state=/sysroot/ostree/deploy/example
+tool=$1 work=$3 state=/sysroot/ostree/deploy/example
 "$2" "$work"
 host=$work/host in=$work/in out=$work/out
 deployment=$state/deploy/$(basename "$host$state"/deploy/*.0)
