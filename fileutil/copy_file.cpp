@@ -52,9 +52,9 @@ int orvel::copy_regular_file(int from, const char *source, int to, const char *t
                   kNewFile));
     const File output = open_stream(std::move(out), "w+");
     if (!output) return -1;
-    // Only now, when nothing can fail any more; what cannot be emptied (a fifo) is written as it
-    // is.
-    (void)!ftruncate(fileno(output.get()), 0);
+    // Only now, when there is all that the copy needs. EINVAL: a fifo or device, which is written
+    // as it is.
+    if (ftruncate(fileno(output.get()), 0) != 0 && errno != EINVAL) return -1;
     if (status.st_size > kLargeBytes) copy_ranges(fileno(input.get()), fileno(output.get()));
 
     // A failure to read ends the copy as the end does, and what cannot be written is not told.

@@ -127,9 +127,10 @@ extern "C" char **get_path_list_from_dir(const char *dir, int *count) {
     Path real;
     orvel::TreeWalk walk;
     orvel::PathList list;
-    if (dir == nullptr || count == nullptr || *count != 0 || !begin_followed(dir, walk, top) ||
-        !read_kernel_path(walk.directory(), real))
+    if (dir == nullptr || count == nullptr || *count != 0 || !begin_followed(dir, walk, top))
         return nullptr;
+    const orvel::MallocString canonical(realpath(top.text(), nullptr));
+    if (!canonical || !real.append(canonical.get())) return nullptr;
     if (list_paths(walk, top, real, list)) return list.release(count);
     *count = list.count();
     return nullptr;

@@ -92,6 +92,10 @@ extern "C" int remove_dir(const char *path) {
     }
     // From here on by the directory that holds it: the path may lead elsewhere by now.
     const NameInParent target(path);
+    if (target.directory() == -1) {
+        orvel::report("opendir error");
+        return -2;
+    }
     if (S_ISREG(status.st_mode)) {
         if (target.is_still(status)) (void)unlinkat(target.directory(), target.name(), 0);
         return 0;

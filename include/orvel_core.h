@@ -130,7 +130,8 @@ int path_is_mount_bind(const char *path1, const char *path2);
 /* Everything below dir but directories, under the path that the kernel has for
    dir. A directory with ".." in its path, also inside a name, is passed over.
    NULL with *count 0 if there is nothing, memory runs out, or dir is NULL,
-   contains "..", or is no directory itself (a link to one is not). */
+   contains "..", or is no directory itself (a link to one is not), and without
+   a mounted /proc. */
 char **get_file_list_from_dir(const char *dir, int *count);
 
 /* Everything below dir, each directory after what it holds, and dir itself last;
@@ -168,7 +169,8 @@ int remove_dir(const char *path);
 /* Copies the bytes of a regular file to dst, which is created with default
    permissions or emptied first: src and dst must be different files. The
    caller must be allowed to write src, too. 0 after copying, even if the disk
-   was full or reading failed; -1 if either is refused or cannot be opened. */
+   was full or reading failed; -1 if either is refused or cannot be opened, or
+   src is no regular file. */
 int copy_file(const char *src, const char *dst);
 
 /* Copies the tree src as a new directory, with the permissions of src less the
@@ -181,8 +183,9 @@ int copy_file(const char *src, const char *dst);
 
    0 after copying, whatever failed inside; -1 if an argument is NULL, src has
    no "/", the new path is too long, or it or src is refused (with src refused,
-   also as "link/", the new directory stays); -2 if src or dst does not exist or
-   src cannot be opened ("opendir error"); -3 if src cannot be examined; -4 if
+   also as "link/", the new directory stays); -2 if src or dst does not exist, or
+   either directory cannot be opened or memory runs out ("opendir error"; the
+   new one stays); -3 if src cannot be examined; -4 if
    the new directory cannot be made, as when it exists. */
 int copy_dir(const char *src, const char *dst);
 

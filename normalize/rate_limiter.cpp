@@ -32,9 +32,12 @@ std::int64_t steadyNowNs() {
 constinit std::mutex mutex;
 TokenBucket bucket(steadyNowNs());
 
-// A child that is forked while another thread holds the lock would wait for it for ever.
-[[maybe_unused]] const int forkHandlers =
-    pthread_atfork([] { mutex.lock(); }, [] { mutex.unlock(); }, [] { mutex.unlock(); });
+// A child that is forked while another thread holds the lock would wait for it for ever, so it
+// begins with the lock free. Not taken before the fork: a signal handler that forks on top of its
+// own thread's call would wait for itself. What an update cut short leaves in the child is a token
+// count that is off by one refill at most.
+[[maybe_unused]] const int forkHandler = pthread_atfork(
+    nullptr, nullptr, [] { (void)pthread_mutex_init(mutex.native_handle(), nullptr); });
 
 }  // namespace
 

@@ -45,7 +45,7 @@ expect 0 "$deployment/usr/local\t/usr/local\n$deployment/usr\t/usr\n$deployment\
 $state/var/overlay/usr-local\t/usr/local\n$state/var\t/var\n/var/overlay/usr-local\t/usr/local
 /sysroot/boot\t/boot\n" '' --root "$host" --table
 expect 0 '/var/log\n/tmp/x\nrelative\n' '' --root "$host" $state/var/log /var/tmp/x relative
-expect 0 '[a,b]\n[]\n' '' '[a,b]' '[]'
+expect 0 '[a,b]\n--root=\n' '' '[a,b]' -- --root=
 expect 2 '' "orvel-path: '': cannot be entered: No such file or directory\n" --root= /x
 printf '%s\0' $state/var/lib $'a\nb' > "$in"
 expect 0 '/var/lib\0a\nb\0' '' --root "$host" -0

@@ -65,11 +65,13 @@ bool askPaths(const Options &options) {
 // whole.
 std::vector<std::string> shieldedArguments(int argc, char **argv) {
     std::vector<std::string> arguments;
+    bool afterOptions = false;
     for (int i = 1; i < argc; ++i) {
         std::string argument = argv[i];
         if (argument.starts_with('[')) argument.insert(0, 1, '\0');
         // Nor would it see that this one has a value, an empty one.
-        const bool isEmptyRoot = argument == "--root=";
+        const bool isEmptyRoot = !afterOptions && argument == "--root=";
+        afterOptions = afterOptions || argument == "--";
         if (isEmptyRoot) argument.pop_back();
         arguments.push_back(std::move(argument));
         if (isEmptyRoot) arguments.emplace_back();
