@@ -1,6 +1,5 @@
 // Going down opens by name and compares; going up finds the directory still open, or opens it again
-// through
-// ".." and compares. Nothing is ever opened by a path.
+// through ".." and compares. Nothing is ever opened by a path.
 #include "fileutil/directory_chain.hpp"
 
 #include <fcntl.h>

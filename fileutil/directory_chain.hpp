@@ -1,10 +1,9 @@
 // The directories from the top of a tree down to where a walk stands, reached by descriptors only.
 //
 // However deep the tree, only the lowest few stay open. A directory further up is opened again
-// through
-// ".." of its child when the walk comes back to it, and must then have the device and inode number
-// that it had before: a child that somebody moved elsewhere in the meantime does not lead the walk
-// there.
+// through ".." of its child when the walk comes back to it, and must then have the device and inode
+// number that it had before: a child that somebody moved elsewhere in the meantime does not lead
+// the walk there.
 #pragma once
 
 #include <sys/stat.h>
