@@ -42,8 +42,8 @@ diff <(identities "$in") <(identities "$out")
 
 : > "$in"
 expect 0 "$deployment/usr/local\t/usr/local\n$deployment/usr\t/usr\n$deployment\t/
-$state/var/overlay/usr-local\t/usr/local\n$state/var\t/var\n/var/overlay/usr-local\t/usr/local
-/sysroot/boot\t/boot\n" '' --root "$host" --table
+$state/var/overlay/usr-local\t/usr/local\n$state/var\t/var\n/var/overlay/usr-drive\t/usr/local
+/var/overlay/usr-local\t/usr/local\n/sysroot/boot\t/boot\n" '' --root "$host" --table
 expect 0 '/var/log\n/tmp/x\nrelative\n' '' --root "$host" $state/var/log /var/tmp/x relative
 expect 0 '[a,b]\n--root=\n' '' '[a,b]' -- --root=
 expect 2 '' "orvel-path: '': cannot be entered: No such file or directory\n" --root= /x
@@ -65,5 +65,5 @@ mount -o loop "$work/disk.img" "$work/tree/boot"
 device=$(findmnt -no SOURCE "$work/tree/boot")
 expect 2 '' "orvel-path: '$work/tree': has no $device, which is mounted at /boot there; \
 mount the device nodes at its /dev first\n" --root "$work/tree" /x
-! "$tool" x > /dev/full 2> /dev/null || failed=1
+{ ! "$tool" < / && ! "$tool" x > /dev/full; } 2> /dev/null || failed=1
 exit $failed

@@ -29,7 +29,7 @@ TEST(MountSource, JoinsSourceAndRootByOneSlash) {
 TEST(MountSource, BlockDeviceTestSaysWhyNot) {
     SKIP_WITHOUT_ROOT();
     const support::PrivateMounts mounts;
-    mounts.run("mknod block b 7 255; ln -s block link");
+    mounts.run("mknod block b 7 255; ln -s block link; ln -s loop loop");
     const auto reason = [&](const std::string &path) {
         std::string error = "left over";
         const bool isBlock = isBlockDevice(path, error);
@@ -38,6 +38,8 @@ TEST(MountSource, BlockDeviceTestSaysWhyNot) {
     };
     EXPECT_EQ(reason(mounts.path() + "/block//") + reason(mounts.path() + "/link"), "");
     EXPECT_EQ(reason("/dev/null"), "Not a block device");
+    EXPECT_EQ(reason(""), "The path does not exist.");
+    EXPECT_EQ(reason(mounts / "loop"), "The path contains too many symbolic links or circular links");
     EXPECT_EQ(reason(mounts.path() + "/block/x"), "Some component in the path is not a directory");
     EXPECT_EQ(reason(std::string(300, 'x')), "The path is too long (exceeding the system limit)");
 }
