@@ -70,8 +70,8 @@ void freeBatchPathNormalize(path_normalize_result_t *result);
    Any number of threads may call the functions from here on, get_time_str()
    excepted. None of them writes a log line. A (deferred) cancellation of the
    thread waits until the call is over. Where one fails, errno is as the failing
-   system call left it. A string that one returns is malloc'ed and
-   belongs to the caller, who releases it with free(). */
+   system call left it. A string that one returns is malloc'ed and belongs to
+   the caller, who releases it with free(). */
 
 /* Removes every blank and tab from str, wherever it stands, in place. The
    result is the length that str had, counted up to 2048; 0 for NULL. */
@@ -138,8 +138,8 @@ char **get_file_list_from_dir(const char *dir, int *count);
    removing in this order removes a tree. A directory inside dir appears twice
    in a row if it could be opened, else once. dir may contain ".." and may be a
    link: then what stands directly in it, and dir itself, is listed below the
-   link's path, and what lies deeper below the canonical one. NULL on failure, *count then without
-   meaning. */
+   link's path, and what lies deeper below the canonical one. NULL on failure,
+   *count then without meaning. */
 char **get_path_list_from_dir(const char *dir, int *count);
 
 /* What stands directly in dir, of every type; dir as above. NULL if there is
@@ -185,8 +185,8 @@ int copy_file(const char *src, const char *dst);
    no "/", the new path is too long, or it or src is refused (with src refused,
    also as "link/", the new directory stays); -2 if src or dst does not exist, or
    either directory cannot be opened or memory runs out ("opendir error"; the
-   new one stays); -3 if src cannot be examined; -4 if
-   the new directory cannot be made, as when it exists. */
+   new one stays); -3 if src cannot be examined; -4 if the new directory cannot
+   be made, as when it exists. */
 int copy_dir(const char *src, const char *dst);
 
 #ifdef __cplusplus

@@ -1,5 +1,5 @@
-// What the two C entry points share: their limits, the hold on cancellation, and the way of a
-// result into memory that a C caller can free.
+// What the two C entry points share: their limits, and the way of a result into memory that a C
+// caller can free.
 #pragma once
 
 #include <cstddef>
