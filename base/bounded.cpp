@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bounded copies for machines without libboundscheck. Each checks first and then writes all or
 // nothing; the declared size bounds the count, but no byte beyond the count is looked at or
 // cleared, because callers declare more than they own.

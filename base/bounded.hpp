@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // memcpy_s, memset_s and strcat_s: libboundscheck's where the build found it, else our own.
 //
 // 0 on success, with nothing touched beyond the count: a caller may declare a larger destination

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A cancellation of a thread (pthread_cancel) put off for a scope.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Owners of the C resources that the library holds, named on the line that acquires them:
 //     const MallocString resolved(realpath(path, nullptr));
 // Releasing leaves errno alone, so that it still tells of the call that failed.

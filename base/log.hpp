@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Messages go to the host's own log function. The reference is weak: a process that has no
 // orvel_log_v2 loads the library all the same, and the library is silent there.
 #pragma once

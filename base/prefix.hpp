@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prefixes of paths: the test on a component boundary, the replacement, and the search for the
 // longest of many.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The file utilities against the commands that a user would take instead, both timed in one run, in
 // alternating order, on a tmpfs of a private mount namespace. Prints the ratio of the medians; the
 // start of the command's process counts for the command. Needs root.

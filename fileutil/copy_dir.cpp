@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // copy_dir: a tree into a new directory. The walk of the source has a chain of open directories of
 // the copy beside it, a level for a level, so that both sides are named by descriptors only.
 #include <dirent.h>

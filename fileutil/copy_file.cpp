@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // copy_file: the bytes of one regular file. Of a large one the kernel copies what it can, without
 // the detour through this process; the rest goes through two streams, block by block.
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Copies one regular file, for copy_file and for the files of a tree.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Going down opens by name and compares; going up finds the directory still open, or opens it again
 // through ".." and compares. Nothing is ever opened by a path.
 #include "fileutil/directory_chain.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The directories from the top of a tree down to where a walk stands, reached by descriptors only.
 //
 // However deep the tree, only the lowest few stay open. A directory further up is opened again

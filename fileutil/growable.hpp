@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An array in malloc memory that grows, for code that may not throw.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The three listings: one directory, or a tree with or without its directories. An entry whose path
 // does not fit is left out; a failed allocation, anywhere in the tree, ends the call without a
 // list.

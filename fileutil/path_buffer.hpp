@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A path under construction. What does not fit is refused, never cut.
 #pragma once
 

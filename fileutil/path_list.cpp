@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A list is either handed over whole or freed with all its strings.
 #include "fileutil/path_list.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The result of the listings: a malloc'ed array of malloc'ed strings, for the caller to free.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a path is, and where it leads. lstat throughout: a link is looked at, not followed.
 #include <mntent.h>
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // remove_dir: a file, or a tree from its leaves upwards. Every name is removed relative to the open
 // directory that holds it, so that no path is ever cut and nobody can slip a link into its way.
 #include <dirent.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The few messages that removing and copying write to standard error.
 #pragma once
 

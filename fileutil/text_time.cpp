@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Strings and the time of day. Nothing here throws.
 #include <clocale>
 #include <cstring>

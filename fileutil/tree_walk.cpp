@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The names of a level are a run of bytes in one block, the lowest level's at its end, so that
 // going up is a truncation and no level needs memory of its own.
 #include "fileutil/tree_walk.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The one walk of a tree that all of listing, copying and removing use: depth first, by
 // descriptors, without recursion. A link is an entry like any other and never followed.
 //

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* liborvel_core: the one path under which the running system shows a file.
 
    On a system whose root is put together from bind mounts and overlays of one

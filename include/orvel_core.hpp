@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The C++ face of liborvel_core: the steps behind pathNormalize(), each usable on its own.
 //
 // Containers and strings cross the boundary by value, so a caller needs the same standard library

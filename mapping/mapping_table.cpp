@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The table of prefixes that normalising replaces: the mounts, turned round to read from backing
 // path to mount point, and the overlay layers on top of them.
 #include <algorithm>

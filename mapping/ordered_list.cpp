@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The mapping table in the order in which it is applied: the first match is the longest prefix.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Owners of what libmount allocates; the only file that includes its header.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One mount's source: joined with the mount's root, made canonical, tested for a block device, and
 // followed through other mounts.
 #include "mounts/mount_source.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Follows sources through a table of mounts. Where a chain of sources ends is the base of them all.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The process's mount table, read through libmount: first the sources of all mounts and the devices
 // that are mounted whole, then for each mount the path of its content below such a device.
 #include "mounts/mount_table.hpp"

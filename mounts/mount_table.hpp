@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the mount table says, and what follows from it: two steps, so that the second can be tested
 // without a mount.
 #pragma once

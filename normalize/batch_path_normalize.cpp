@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Up to 1000 paths through the C interface, all or nothing, with one look at the system. The guard
 // is that of the single path.
 #include <cstdlib>

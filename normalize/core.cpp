@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The rules that turn one path into its normalised form, in their order: /tmproot is /sysroot, then
 // the first matching entry of the mapping list, then /var/tmp and its like drop their /var.
 #include <cstddef>

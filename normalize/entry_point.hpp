@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the two C entry points share: their limits, and the way of a result into memory that a C
 // caller can free.
 #pragma once

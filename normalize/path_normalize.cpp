@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One path through the C interface: rate, checks, the core, a copy for the caller. Two rings keep
 // every exception inside, because the host's log function may throw too, even from the handler.
 #include "base/cancellation.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "normalize/rate_limiter.hpp"
 
 #include <pthread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bound on how often the two entry points may work: a bucket of 100 tokens, full when the
 // library is loaded, refilled by one token each 10 milliseconds, one token a call.
 #pragma once

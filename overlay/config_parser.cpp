@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // From the configuration file to the tree: read the lines, check the two required sections, work
 // out the three variables ("stage", "Deploy", "PathPre"), then expand and split every value.
 #include "base/handles.hpp"

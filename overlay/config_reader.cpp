@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The line format: "#" begins a comment wherever it stands, "[name]" opens a section ("." in the
 // name stands for "/"), and "key = value" belongs to the section above it.
 #include "overlay/config_reader.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The lines of the overlay configuration, before anything is expanded.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Which overlays the configuration describes for its mode, and what each of them shows: the
 // sections whose names end in -N (mode "normal") or -M (any other mode) map their layers to the
 // merged directory.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The string helpers of the configuration reader and the mount table reader. Bytes are bytes: no
 // encoding, and only the blank and the tab are white space.
 #include <algorithm>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The public header from plain C, in a program that has no log function and binds every symbol at
  * once. */
 #include <assert.h>

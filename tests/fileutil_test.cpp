@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The file and directory utilities: answers, codes and messages; then what an attacker, a deep
 // tree, few descriptors, a small stack or no memory can do to them.
 #include <fcntl.h>

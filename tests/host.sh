@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # The main job on a made-up host, through the command-line tool, in a private mount namespace:
 # host.sh TOOL MAKE-HOST DIRECTORY
 set -euo pipefail

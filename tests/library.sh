@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # The built library, read off its file: it exports exactly what its map lists, calls none of that through
 # its host, leaves only the log function for the host to supply, and is hardened (FORTIFY is
 # looked for in what gcc has optimised): library.sh LIBRARY MAP BUILD-TYPE-COMPILER

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The table of mappings that is made of mounts.
 
 #include "tests/support/support.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The mount table reader: the functions for one mount, what follows from a scan, and real mounts.
 
 #include <fstream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The limiter, the rules of the core, and the two entry points with every line that they log.
 
 #include <chrono>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The overlay configuration: the string helpers, the file format with each of its complaints, and
 // the mappings that follow.
 #include <sys/mman.h>

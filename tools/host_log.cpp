@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The warnings and errors of the two entry points are kept, not written: they are the reason of a
 // refusal, and whoever asked tells it together with the path.
 #include "tools/host_log.hpp"

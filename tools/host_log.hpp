@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // This program as the library's host: where the library's messages go.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A batch is asked at once. If it is refused, its paths are asked singly, since a batch does not
 // tell which of them it was; the limiter's refusals are waited out in both ways of asking.
 #include "tools/inquiry.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Asks the library for many paths and writes what it answers.
 #pragma once
 

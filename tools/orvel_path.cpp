@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // orvel-path: the path under which the running system shows a file, from the command line.
 #include <CLI/CLI.hpp>
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The library cannot tell a host without /proc or device nodes from one without mounts: it would
 // answer with unchanged paths. Better to say what is missing.
 #include "tools/root.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Entering another host's root.
 #pragma once
 

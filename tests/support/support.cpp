@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The tests as the library's host, whose log function records; and what they can make fail in its objects (the
 // linker's --wrap): the malloc family, operator new, single calls by their names. The clock can be put forward.
 #include <libmount.h>

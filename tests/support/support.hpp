@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the tests share: their log function, tables of paths, and a corner of the real system.
 #pragma once
 
