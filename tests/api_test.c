@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-/* The public header from plain C, in a program that has no log function and binds every symbol at
- * once. */
+/* The public header from plain C, in a program that has no log function: every symbol is bound at once,
+ * or when it is first called. */
 #include <assert.h>
 #include <dlfcn.h>
 #include <stdlib.h>
@@ -9,14 +9,19 @@
 #include "orvel_core.h"
 
 int main(int argc, char **argv) {
-    void *library = dlopen(argv[argc - 1], RTLD_NOW | RTLD_LOCAL);
-    char *(*normalize)(const char *);
-    char *path;
+    int mode;
 
-    assert(library != NULL);
-    *(void **)&normalize = dlsym(library, "pathNormalize");
-    path = normalize("/var/tmp/x");
-    assert(strcmp(path, "/tmp/x") == 0);
-    free(path);
-    return dlclose(library);
+    for (mode = RTLD_LAZY; mode <= RTLD_NOW; ++mode) {
+        void *library = dlopen(argv[argc - 1], mode);
+        char *(*normalize)(const char *);
+        char *path;
+
+        assert(library != NULL);
+        *(void **)&normalize = dlsym(library, "pathNormalize");
+        path = normalize("/var/tmp/x");
+        assert(strcmp(path, "/tmp/x") == 0);
+        free(path);
+        assert(dlclose(library) == 0);
+    }
+    return 0;
 }

@@ -10,7 +10,7 @@
 
 namespace {
 
-using support::takeLog;
+using support::map, support::takeLog;
 
 TEST(Strings, TrimTheirEnds) {
     EXPECT_EQ(trim("") + trim(" \t "), "");
@@ -102,12 +102,10 @@ TEST(ParseConfig, ComplainsOnceAndSaysWhatIsLeft) {
 }
 
 TEST(OverlayMappings, FollowTheMode) {
-    using support::map;
     orvel::ConfigTree tree = {{"lib-N", {{"LowerDir", {"/a", "/b/"}}, {"MergeDir", {"/m", "/x"}}}},
                               {"Lib-N", {{"UpperDir", {"/b/", "/u"}}, {"MergeDir", {"/first"}}}},
                               {"-M", {{"LowerDir", {"/l"}}, {"MergeDir", {"/maint"}}}},
-                              {"x-N", {{"LowerDir", {"/l"}}}},
-                              {"none-N", {{"MergeDir", {"/n"}}}}};
+                              {"x-N", {{"LowerDir", {"/l"}}}}};
     std::string mode = "before";
     EXPECT_EQ(getOverlayMountMappings(tree, mode), map(""));
     tree["General"]["Mode"] = {};

@@ -34,11 +34,8 @@ void support::failInTurn(const std::function<std::string()> &call,
     }
 }
 
-support::Unfailing::Unfailing() : remaining_(std::exchange(remaining, 0)) {
-}
-support::Unfailing::~Unfailing() {
-    remaining = remaining_;
-}
+support::Unfailing::Unfailing() : remaining_(std::exchange(remaining, 0)) {}
+support::Unfailing::~Unfailing() { remaining = remaining_; }
 
 static bool allocationFails() {
     if (remaining == 0 || --remaining > 0) return false;
@@ -48,26 +45,18 @@ static bool allocationFails() {
     return true;
 }
 
-static bool fails(const char *name) {
-    return support::failingCall == name && (errno = EIO);
-}
+static bool fails(const char *name) { return support::failingCall == name && (errno = EIO); }
 
 void *operator new(std::size_t size) {
     void *block = allocationFails() ? nullptr : std::malloc(size);
     return block ? block : throw std::bad_alloc();
 }
-void operator delete(void *block) noexcept {
-    std::free(block);
-}
-void operator delete(void *block, std::size_t) noexcept {
-    std::free(block);
-}
+void operator delete(void *block) noexcept { std::free(block); }
+void operator delete(void *block, std::size_t) noexcept { std::free(block); }
 
 #define WRAP(condition, failure, result, name, parameters, arguments) \
     extern "C" result __real_##name parameters;                       \
-    extern "C" result __wrap_##name parameters {                      \
-        return condition ? failure : __real_##name arguments;         \
-    }
+    extern "C" result __wrap_##name parameters { return condition ? failure : __real_##name arguments; }
 #define WRAP_ALLOCATION(...) WRAP(allocationFails(), nullptr, __VA_ARGS__)
 WRAP_ALLOCATION(void *, malloc, (std::size_t size), (size))
 WRAP_ALLOCATION(void *, realloc, (void *block, std::size_t size), (block, size))
@@ -88,12 +77,9 @@ extern "C" std::int64_t __wrap__ZNSt6chrono3_V212steady_clock3nowEv() {
     return __real__ZNSt6chrono3_V212steady_clock3nowEv() + support::ahead.count();
 }
 
-std::function<void()> support::onLogLine;
 static std::string recorded;
 
-std::string support::takeLog() {
-    return std::exchange(recorded, {});
-}
+std::string support::takeLog() { return std::exchange(recorded, {}); }
 
 extern "C" void orvel_log_v2(std::int32_t level, std::int32_t module, void *first, void *second, const char *function,
                              std::int32_t line, const char *format, ...) {
@@ -105,5 +91,4 @@ extern "C" void orvel_log_v2(std::int32_t level, std::int32_t module, void *firs
     va_end(arguments);
     const bool isCorrect = module == 3 && !first && !second && line > 0;
     recorded += std::to_string(level) + " " + function + (isCorrect ? ": " : "?? ") + text + "\n";
-    if (support::onLogLine) support::onLogLine();
 }

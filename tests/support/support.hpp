@@ -22,8 +22,6 @@ namespace support {
 
 // What was logged since the last call, each line as "LEVEL FUNCTION: TEXT\n".
 std::string takeLog();
-// Run after each line is recorded, while it is set; may throw.
-extern std::function<void()> onLogLine;
 
 // "from -> to  from -> to" as pairs; '' is the empty string.
 inline orvel::MappingList pairs(const std::string &text) {
