@@ -39,18 +39,20 @@ public:
     using Entry = std::pair<const std::string_view, std::string_view>;
 
     PrefixIndex() = default;
-    explicit PrefixIndex(const std::unordered_map<std::string, std::string> &mapping) {
+    template <class Mapping>  // of pairs of std::string
+    explicit PrefixIndex(const Mapping &mapping) {
         entries_.reserve(mapping.size());
-        for (const auto &[prefix, replacement] : mapping) set(prefix, replacement);
+        for (const auto &[prefix, replacement] : mapping) (*this)[prefix] = replacement;
     }
 
-    void set(std::string_view prefix, std::string_view replacement) {
-        entries_.insert_or_assign(prefix, replacement);
+    // The replacement of a prefix; for a new one it has no data().
+    std::string_view &operator[](std::string_view prefix) {
         lengths_.insert(prefix.size());
+        return entries_[prefix];
     }
 
     // The entry with the longest prefix that path begins with, as plain text, and that
-    // accept(entry) takes; null where there is none. Valid until the next set().
+    // accept(entry) takes; null where there is none. Valid until the next prefix is added.
     template <class Accept>
     const Entry *longest(std::string_view path, const Accept &accept) const {
         for (auto length = lengths_.lower_bound(path.size()); length != lengths_.end(); ++length) {

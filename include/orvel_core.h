@@ -27,7 +27,8 @@ extern "C" {
 #endif
 
 /* The normalised form of path, or NULL; the log says why it is NULL, in
-   exactly one line. A caller that gets NULL goes on with the path it has.
+   exactly one line. A caller that gets NULL goes on with the path it has or,
+   where it must not be evaded, refuses it.
 
    path has 1 to 4095 bytes and no component "." or "..". A relative path, a
    lone "." among them, and "/" come back unchanged, without a look at the

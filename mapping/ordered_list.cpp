@@ -5,8 +5,13 @@
 #include "include/orvel_core.hpp"
 
 orvel::MappingList sortedMappings() {
-    const orvel::PathMap table = mergeMountMappings();
-    orvel::MappingList list(table.begin(), table.end());
+    orvel::PathMap table = mergeMountMappings();
+    orvel::MappingList list;
+    list.reserve(table.size());
+    while (!table.empty()) {
+        auto entry = table.extract(table.begin());
+        list.emplace_back(std::move(entry.key()), std::move(entry.mapped()));
+    }
     // Two prefixes of one length never match the same path; byte order only makes the list itself
     // the same each time.
     std::sort(list.begin(), list.end(), [](const auto &a, const auto &b) {

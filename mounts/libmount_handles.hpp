@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Owners of what libmount allocates; the only file that includes its header.
+// Owners of what libmount allocates; the only file of the library that includes its header.
 #pragma once
 
 #include <libmount.h>

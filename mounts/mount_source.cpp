@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 // One mount's source: joined with the mount's root, made canonical, tested for a block device, and
 // followed through other mounts.
-#include "mounts/mount_source.hpp"
-
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
-#include <vector>
+#include <set>
 
+#include "include/orvel_core.hpp"
 #include "mounts/libmount_handles.hpp"
 
 // A path that cannot be resolved, for whatever reason, is used as it is written: a device with a
@@ -66,29 +65,14 @@ bool isBlockDevice(const std::string &path, std::string &error) {
     return error.empty();
 }
 
+// A chain that comes back to a path ends at that path.
 std::string resolveBasePath(const std::string &path, const orvel::PathMap &mounts) {
-    return orvel::BaseResolver(mounts).resolve(path);
-}
-
-// A path is its own base until more is known, so a chain that comes back to it ends there.
-std::string orvel::BaseResolver::resolve(const std::string &path) {
-    std::vector<std::pair<const std::string, std::string> *> chain;
+    std::set<std::string> seen;
     std::string base = canonicalizePath(path);
-    while (true) {
-        const auto [step, isNew] = bases_.try_emplace(base, base);
-        if (!isNew) {
-            base = step->second;
-            break;
-        }
-        chain.push_back(&*step);
-        const auto mounted = sources_.find(base);
-        if (base.empty() || mounted == sources_.end()) break;
+    while (!base.empty() && seen.insert(base).second) {
+        const auto mounted = mounts.find(base);
+        if (mounted == mounts.end()) break;
         base = canonicalizePath(mounted->second);
-    }
-    // Every step of the chain up to the base ends at it; steps after it are the rest of a circle.
-    for (auto *step : chain) {
-        if (step->first == base) break;
-        step->second = base;
     }
     return base;
 }

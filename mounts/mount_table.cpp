@@ -1,16 +1,22 @@
 // SPDX-License-Identifier: MIT
 // The process's mount table, read through libmount: first the sources of all mounts and the devices
 // that are mounted whole, then for each mount the path of its content below such a device.
-#include "mounts/mount_table.hpp"
-
+#include <cstring>
 #include <new>
 
 #include "base/log.hpp"
 #include "base/prefix.hpp"
+#include "mounts/base_resolver.hpp"
 #include "mounts/libmount_handles.hpp"
-#include "mounts/mount_source.hpp"
+#include "mounts/path_memo.hpp"
 
 namespace {
+
+// Of several mounts at one point, or of one device, the last counts.
+struct MountScan {
+    orvel::PathMap sources;        // mount point -> canonical source
+    orvel::PathMap deviceTargets;  // block device -> mount point at which it is mounted whole
+};
 
 // Whether the source is a path, judged by its text alone: a file system's name (overlay, proc) must
 // not be looked up in the working directory, and neither end of such a mount may be touched, since
@@ -18,52 +24,63 @@ namespace {
 // either: joined with its root it would read "/", and every path of the system would be mapped.
 bool hasPathAsSource(libmnt_fs *fs) {
     const char *source = mnt_fs_get_source(fs);
-    return source != nullptr && mnt_fs_get_root(fs) != nullptr && trim(source).starts_with('/');
+    return source != nullptr && mnt_fs_get_root(fs) != nullptr &&
+           source[std::strspn(source, " \t")] == '/';
 }
 
 // Enters one mount into the scan. Later mounts replace earlier ones: what was mounted last at a
 // place is what can be seen there.
-void scanEntry(libmnt_fs *fs, orvel::MountScan &scan) {
+void scanEntry(libmnt_fs *fs, orvel::PathMemo &paths, MountScan &scan) {
     const char *target = mnt_fs_get_target(fs);
     if (target == nullptr || !hasPathAsSource(fs)) return;
-    const std::string mountPoint = canonicalizePath(trim(target));
+    std::string mountPoint = paths.canonicalize(trim(target));
     if (mountPoint.empty()) return;
-    // A device mounted whole reads /dev/x/ here: not a path that resolves, so only its slash goes.
-    const std::string source = trimTrailingSlash(canonicalizePath(getFullSource(fs)));
-    std::string ignoredReason;
-    if (isBlockDevice(source, ignoredReason))
-        scan.deviceTargets.insert_or_assign(source, mountPoint);
-    scan.sources.insert_or_assign(mountPoint, source);
+    // A device mounted whole reads /dev/x/ here: not a path that resolves, so only its slash goes,
+    // and the device is known by that name, although it may resolve to another.
+    std::string source = paths.canonicalize(getFullSource(fs));
+    const bool hasSlash = source.size() > 1 && source.ends_with('/');
+    if (hasSlash) source = trimTrailingSlash(source);
+    if (paths.isBlockDevice(source)) scan.deviceTargets.insert_or_assign(source, mountPoint);
+    if (hasSlash) source = paths.canonicalize(std::move(source));
+    scan.sources.insert_or_assign(std::move(mountPoint), std::move(source));
 }
 
-orvel::MountScan scanTable(libmnt_table *table) {
-    orvel::MountScan scan;
+MountScan scanTable(libmnt_table *table) {
+    MountScan scan;
+    orvel::PathMemo paths;
     const orvel::MountIterator iterator(mnt_new_iter(MNT_ITER_FORWARD));
     if (!iterator) throw std::bad_alloc();  // not an empty table
+    scan.sources.reserve(static_cast<std::size_t>(mnt_table_get_nents(table)));
     libmnt_fs *fs = nullptr;
     // An error ends the walk as the end does; what was read until then is used.
-    while (mnt_table_next_fs(table, iterator.get(), &fs) == 0) scanEntry(fs, scan);
+    while (mnt_table_next_fs(table, iterator.get(), &fs) == 0) scanEntry(fs, paths, scan);
     return scan;
+}
+
+// Sources that are mount points themselves become what they lead to.
+void followSources(orvel::PathMap &sources) {
+    orvel::BaseResolver bases(sources);
+    for (auto &[mountPoint, source] : sources)
+        if (sources.contains(source)) source = bases.resolve(source);
+}
+
+// Each source becomes the path of the mount's content below the device that holds it. Mount points
+// for which that is the mount point itself are left out.
+orvel::PathMap deriveMappings(MountScan scan) {
+    followSources(scan.sources);
+    const orvel::PrefixIndex devices(scan.deviceTargets);
+    for (auto &[mountPoint, source] : scan.sources)
+        // The device's name is plain text here: what follows it need not be a "/".
+        if (const auto *device = devices.longest(source))
+            source.replace(0, device->first.size(), device->second);
+    std::erase_if(scan.sources, [](const auto &mount) { return mount.first == mount.second; });
+    return std::move(scan.sources);
 }
 
 }  // namespace
 
-orvel::PathMap orvel::deriveMountMappings(const MountScan &scan) {
-    PathMap mappings;
-    BaseResolver bases(scan.sources);
-    const PrefixIndex devices(scan.deviceTargets);
-    for (const auto &[mountPoint, source] : scan.sources) {
-        std::string backingPath = bases.resolve(source);
-        // The device's name is plain text here: what follows it need not be a "/".
-        if (const auto *device = devices.longest(backingPath))
-            backingPath.replace(0, device->first.size(), device->second);
-        if (backingPath != mountPoint) mappings.emplace(mountPoint, std::move(backingPath));
-    }
-    return mappings;
-}
-
 orvel::PathMap processMountInfo() {
-    const orvel::MountTable table(mnt_new_table());
+    orvel::MountTable table(mnt_new_table());
     if (!table) {
         LOG(Error, "The libmount table cannot be initialized");
         return {};
@@ -72,5 +89,7 @@ orvel::PathMap processMountInfo() {
         LOG(Error, "Unable to parse /proc/self/mountinfo");
         return {};
     }
-    return orvel::deriveMountMappings(scanTable(table.get()));
+    MountScan scan = scanTable(table.get());
+    table.reset();  // what follows takes its place in memory
+    return deriveMappings(std::move(scan));
 }

@@ -31,6 +31,15 @@ std::string renameTemporaryRoot(const std::string &path) {
     return replaceBeginString(path, "/tmproot", "/sysroot");
 }
 
+bool matches(std::string_view prefix, std::string_view path) {
+    return !prefix.empty() && orvel::covers(prefix, path);
+}
+
+std::string applyLongest(const orvel::PrefixIndex &index, const std::string &path) {
+    const auto *entry = index.longest(path, [&](const auto &e) { return matches(e.first, path); });
+    return entry == nullptr ? path : orvel::replacePrefix(path, entry->first.size(), entry->second);
+}
+
 }  // namespace
 
 std::string _pathNormalize(const std::string &path) {
@@ -38,14 +47,16 @@ std::string _pathNormalize(const std::string &path) {
     return dropVar(checkBindMountPoint(sortedMappings(), renameTemporaryRoot(path)));
 }
 
+// By the longest prefix, which is the first match of the list, so that a batch does not go through
+// the list a thousand times.
 std::vector<std::string> _batchPathNormalize(const std::vector<std::string> &paths) {
     const orvel::MappingList mappings = sortedMappings();
+    const orvel::PrefixIndex index(mappings);
     std::vector<std::string> results;
     results.reserve(paths.size());
     for (const std::string &path : paths)
-        results.push_back(isLeftAlone(path)
-                              ? path
-                              : dropVar(checkBindMountPoint(mappings, renameTemporaryRoot(path))));
+        results.push_back(
+            isLeftAlone(path) ? path : dropVar(applyLongest(index, renameTemporaryRoot(path))));
     return results;
 }
 
@@ -59,8 +70,7 @@ bool containsDotComponents(const std::string &path) {
 std::string checkBindMountPoint(const orvel::MappingList &mappings, const std::string &path) {
     if (path.empty()) return path;
     for (const auto &[prefix, replacement] : mappings)
-        if (!prefix.empty() && orvel::covers(prefix, path))
-            return orvel::replacePrefix(path, prefix.size(), replacement);
+        if (matches(prefix, path)) return orvel::replacePrefix(path, prefix.size(), replacement);
     return path;
 }
 

@@ -1,31 +1,13 @@
 // SPDX-License-Identifier: MIT
-// The mount table reader: the functions for one mount, what follows from a scan, and real mounts.
-
+// The mount table reader: the functions for one mount, and real mounts.
 #include <fstream>
 
-#include "mounts/libmount_handles.hpp"
-#include "mounts/mount_table.hpp"
+#include "mounts/path_memo.hpp"
 #include "tests/support/support.hpp"
 
 namespace {
 
 using orvel::PathMap;
-using support::map;
-using support::pairs;
-
-TEST(MountSource, JoinsSourceAndRootByOneSlash) {
-    const auto joined = [](const char *source, const char *root) {
-        const std::unique_ptr<libmnt_fs, orvel::Releaser<mnt_unref_fs>> fs(mnt_new_fs());
-        mnt_fs_set_source(fs.get(), source);
-        mnt_fs_set_root(fs.get(), root);
-        return getFullSource(fs.get());
-    };
-    EXPECT_EQ(joined("/dev/sdb1", "/"), "/dev/sdb1/");
-    EXPECT_EQ(joined("/dev/sdb1/", "/data"), "/dev/sdb1/data");
-    EXPECT_EQ(joined("/d/", "r") + joined(" \ta ", "\tb "), "/d/ra/b");
-    EXPECT_EQ(joined(" ", "/r") + joined("/d", " "), "/r/d");
-    EXPECT_EQ(joined(nullptr, "/") + joined("/d", nullptr), "");
-}
 
 TEST(MountSource, BlockDeviceTestSaysWhyNot) {
     SKIP_WITHOUT_ROOT();
@@ -45,29 +27,41 @@ TEST(MountSource, BlockDeviceTestSaysWhyNot) {
     EXPECT_EQ(reason(std::string(300, 'x')), "The path is too long (exceeding the system limit)");
 }
 
-TEST(MountSource, BaseIsFollowedToItsEnd) {
-    PathMap mounts = map("/a -> /b  /b -> /proc/../sys//  /m -> /m  /x -> /y  /y -> /z  /z -> /y  /e -> ''");
-    for (int i = 0; i < 100'000; ++i) mounts["/n/" + std::to_string(i)] = "/n/" + std::to_string(i + 1);
-    // A circle, as that of y and z, ends where it closes.
-    for (const auto &[path, expected] : pairs("/a -> /sys  /a/x -> /a/x  /m -> /m  '' -> ''  /e -> ''"
-                                              "  /z -> /z  /x -> /y  /n/0 -> /n/100000"))
-        EXPECT_EQ(resolveBasePath(path, mounts), expected) << path;
+TEST(PathMemo, AgreesWithRealpath) {
+    SKIP_WITHOUT_ROOT();
+    const support::PrivateMounts at;
+    std::string deep;
+    for (int i = 0; i < 60; ++i) deep += "/0123456789";
+    at.run("mkdir -p d/e/f x..y ." + deep +
+           "; touch d/file; mknod block b 7 255; ln -s d link; ln -s ../d/e d/self;"
+           " ln -s no gone; ln -s loop loop");
+    orvel::PathMemo memo;
+    const auto compare = [&](const std::string &path) {
+        EXPECT_EQ(memo.canonicalize(path), canonicalizePath(path));
+        const std::string name = trimTrailingSlash(path);
+        std::string error;
+        EXPECT_EQ(memo.isBlockDevice(name), isBlockDevice(name, error)) << name;
+    };
+    for (const char *first :
+         {"", "/d", "/link", "/block", "/gone", "/loop", "/x..y", "//d", "/d/", "/no", "/.", "/d/..", deep.c_str()})
+        for (const char *second : {"", "/e", "/self/f", "/file", "/file/..", "/e/.", "/e/..", "/self/../e", "/", "/no"})
+            for (const char *third : {"", "/f", "/", "/..", "/x/y"}) compare(at.path() + first + second + third);
+    for (const char *path : {"", "/", "//", ".", "d", "/proc/self/exe", "/proc/self/root/proc"}) compare(path);
 }
 
-TEST(MountMappings, FollowFromAScan) {
-    // The longest device that matches, as plain text; what is no device's stays as it is.
-    const orvel::MountScan scan = {.sources = map("/m -> /no/a10/x  /n -> /no/a1/x  /o -> /no/a100/x  /ten -> /no/a10"
-                                                  "  /over -> /m  /share -> //server/share  /c -> /d  /d -> /c"),
-                                   .deviceTargets = map("/no/a1 -> /one  /no/a10 -> /ten")};
-    EXPECT_EQ(orvel::deriveMountMappings(scan), map("/m -> /ten/x  /n -> /one/x  /o -> /ten0/x"
-                                                    "  /over -> /ten/x  /share -> //server/share  /c -> /d  /d -> /c"));
+TEST(MountSource, BaseOfALongChainIsFound) {
+    PathMap mounts;
+    for (int i = 0; i < 100'000; ++i) mounts["/n/" + std::to_string(i)] = "/n/" + std::to_string(i + 1);
+    mounts["/sys"] = "/n//0/../0/";  // not there, hence as it is written
+    EXPECT_EQ(resolveBasePath("/proc/../sys/", mounts), "/n//0/../0/");
+    EXPECT_EQ(resolveBasePath("/n/0", mounts), "/n/100000");
 }
 
 TEST(MountMappings, OfRealMounts) {
     SKIP_WITHOUT_ROOT();
     const support::PrivateMounts mounts;
     mounts.run(R"(
-        mkdir whole second usr anchor stacked 'odd a	b\c#' 'blank ' pseudo again nameless x
+        mkdir whole second usr anchor stacked 'odd a	b\c#' 'blank ' pseudo again nameless chained x
         for name in one two; do
             truncate -s 2M $name; mkfs.ext2 -q $name; losetup --find --show $name > $name.device
         done
@@ -81,7 +75,7 @@ TEST(MountMappings, OfRealMounts) {
         bind whole/os/usr usr; bind whole/other stacked; bind whole/os stacked
         bind whole/os 'odd a	b\c#'; bind whole/os 'blank '; bind second/x x
         mount --internal-only -t proc /proc pseudo; mount --internal-only -t proc proc again
-        mount --internal-only -t tmpfs '' nameless)");
+        mount --internal-only -t tmpfs '' nameless; mount --internal-only -t tmpfs $PWD/x chained)");
     const std::string &base = mounts.path();
     std::string device;
     std::ifstream(base + "/two.device") >> device;
@@ -94,6 +88,7 @@ TEST(MountMappings, OfRealMounts) {
         {base + "/pseudo", "/proc"},            // a path is a path, if not a device's
         {base + "/second", device},             // known by a link, which is not its device's name
         {base + "/x", base + "/second/x"},
+        {base + "/chained", base + "/second/x"},  // its source is a mount point
     };
     EXPECT_EQ(chdir("/"), 0);  // where the file system's name proc is a directory
     PathMap actual;

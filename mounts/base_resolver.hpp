@@ -9,17 +9,18 @@
 
 namespace orvel {
 
-// resolveBasePath() for many paths against one table: each mount point is followed once, so a chain
-// of mounts costs its length, not its square. The table must outlive the resolver.
+// resolveBasePath() for many paths against one table, all of them canonical: each mount point is
+// followed once, so a chain of mounts costs its length, not its square. The table must outlive the
+// resolver; a source may be replaced by its own base meanwhile.
 class BaseResolver {
 public:
     explicit BaseResolver(const PathMap &sources) : sources_(sources) {}
 
-    std::string resolve(const std::string &path);
+    std::string resolve(std::string base);
 
 private:
     const PathMap &sources_;
-    std::unordered_map<std::string, std::string> bases_;  // canonical path -> where it ends
+    std::unordered_map<std::string, std::string> bases_;  // path -> where it ends
 };
 
 }  // namespace orvel

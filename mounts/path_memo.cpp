@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#include "mounts/path_memo.hpp"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "include/orvel_core.hpp"
+
+namespace orvel {
+namespace {
+
+// Paths with directories longer than this are left to realpath(), so that whoever may mount at deep
+// paths cannot make a call remember the square of their length.
+constexpr std::size_t kMaxPartBytes = 256;
+
+}  // namespace
+
+// What exists without a link on the way is canonical; what does not exist stays as it is.
+std::string PathMemo::canonicalize(std::string path) {
+    if (kindOf(path) == Kind::Unclear) return canonicalizePath(path);
+    return path;
+}
+
+bool PathMemo::isBlockDevice(const std::string &path) {
+    std::string ignoredReason;
+    return kindOf(path) != Kind::Absent && ::isBlockDevice(path, ignoredReason);
+}
+
+PathMemo::Kind PathMemo::kindOf(const std::string &path) {
+    if (!path.starts_with('/')) return Kind::Unclear;
+    Kind above = Kind::Plain;
+    // Paths that follow each other are often of one directory.
+    std::size_t begin = path.starts_with(lastDirectory_) ? lastDirectory_.size() : 1;
+    while (above == Kind::Plain) {
+        const std::size_t end = path.find('/', begin);
+        const std::string_view name(path.data() + begin, std::min(end, path.size()) - begin);
+        if (name.empty() || name == "." || name == "..") return Kind::Unclear;
+        if (end == std::string::npos) {
+            lastDirectory_.assign(path, 0, begin);
+            return lookAt(path.c_str());
+        }
+        above = kindOfPart(std::string_view(path).substr(0, end));
+        begin = end + 1;
+    }
+    return above;
+}
+
+PathMemo::Kind PathMemo::kindOfPart(std::string_view path) {
+    if (path.size() > kMaxPartBytes) return Kind::Unclear;
+    const auto known = parts_.find(path);
+    if (known != parts_.end()) return known->second;
+    std::string part(path);
+    const Kind kind = lookAt(part.c_str());
+    parts_.emplace(std::move(part), kind);
+    return kind;
+}
+
+// As realpath() looks at each part of a path. Below what is no directory nothing exists: ENOTDIR.
+PathMemo::Kind PathMemo::lookAt(const char *path) {
+    char ignoredLink = 0;
+    if (readlink(path, &ignoredLink, sizeof ignoredLink) >= 0) return Kind::Unclear;
+    if (errno == EINVAL) return Kind::Plain;
+    return errno == ENOENT || errno == ENOTDIR ? Kind::Absent : Kind::Unclear;
+}
+
+}  // namespace orvel
