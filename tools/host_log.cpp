@@ -7,14 +7,15 @@
 #include <cstdio>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "base/log.hpp"
+#include "tools/output.hpp"
 
 namespace {
 
 std::int32_t lowestLevel = orvel::log::Error;
 std::string refusal;
+tool::MessageKeeper *keeper = nullptr;
 
 // Measured first: a line holds a whole path, or a thousand bytes more.
 [[gnu::format(printf, 1, 0)]] std::string formatted(const char *format, std::va_list arguments) {
@@ -34,8 +35,21 @@ void tool::setLogLevel(std::int32_t level) {
     lowestLevel = level;
 }
 
+void tool::complain(const std::string &text) {
+    if (lowestLevel > orvel::log::Error) return;
+    const std::string line = "orvel-path: " + shown(text, stderr) + '\n';
+    (void)std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
 std::string tool::takeRefusal() {
     return std::exchange(refusal, {});
+}
+
+tool::MessageKeeper::MessageKeeper() : outer_(std::exchange(keeper, this)) {
+}
+
+tool::MessageKeeper::~MessageKeeper() {
+    keeper = outer_;
 }
 
 extern "C" void orvel_log_v2(std::int32_t level, std::int32_t, void *, void *, const char *function,
@@ -48,6 +62,8 @@ extern "C" void orvel_log_v2(std::int32_t level, std::int32_t, void *, void *, c
     const bool isEntryPoint = caller == "pathNormalize" || caller == "batchPathNormalize";
     if (isEntryPoint && level >= orvel::log::Warning)
         refusal = std::move(text);
-    else if (level >= lowestLevel)
-        (void)std::fprintf(stderr, "orvel-path: %s: %s\n", function, text.c_str());
+    else if (keeper != nullptr && level >= orvel::log::Warning)
+        keeper->messages.push_back(std::move(text));
+    else if (keeper == nullptr && level >= lowestLevel)
+        tool::complain(std::string(caller) + ": " + text);
 }

@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: MIT
-// A batch is asked at once. If it is refused, its paths are asked singly, since a batch does not
-// tell which of them it was; the limiter's refusals are waited out in both ways of asking.
+// What is fit for a batch is asked at once. One path refuses all of it, so those that the library
+// is sure to refuse are asked singly, for the reason; so are all where a batch was refused after
+// all, since it does not tell which path it was. The limiter's refusals are waited out.
 #include "tools/inquiry.hpp"
 
 #include <chrono>
-#include <cstdio>
-#include <cstring>
 #include <memory>
 #include <thread>
 
 #include "base/handles.hpp"
 #include "include/orvel_core.h"
+#include "include/orvel_core.hpp"
 #include "tools/host_log.hpp"
+#include "tools/output.hpp"
 
 namespace tool {
 namespace {
@@ -31,6 +32,23 @@ auto withPatience(const Call &call, std::string &reason) {
     }
 }
 
+constexpr std::size_t kMaxPathBytes = 4095;
+
+bool isFitForBatch(const std::string &path) {
+    return !path.empty() && path.size() <= kMaxPathBytes && path.find('\0') == std::string::npos &&
+           !containsDotComponents(path);
+}
+
+// A path with a NUL inside cannot be handed over as a C string: the library would see another one.
+Answer askSingly(const std::string &path) {
+    if (path.find('\0') != std::string::npos) return {path, std::nullopt, "contains a NUL byte"};
+    Answer answer = {path, std::nullopt, {}};
+    const auto normalized = withPatience(
+        [&] { return orvel::MallocString(pathNormalize(path.c_str())); }, answer.reason);
+    if (normalized) answer.normalized = normalized.get();
+    return answer;
+}
+
 }  // namespace
 
 void Inquiry::ask(std::string path) {
@@ -39,49 +57,22 @@ void Inquiry::ask(std::string path) {
 }
 
 void Inquiry::finish() {
-    if (waiting_.empty()) return;
     std::vector<const char *> paths;
-    bool haveNul = false;
-    for (const std::string &path : waiting_) {
-        paths.push_back(path.c_str());
-        haveNul = haveNul || path.size() != std::strlen(path.c_str());
-    }
+    for (const std::string &path : waiting_)
+        if (isFitForBatch(path)) paths.push_back(path.c_str());
     using Record =
         std::unique_ptr<path_normalize_result_t, orvel::Releaser<freeBatchPathNormalize>>;
-    std::string ignoredReason;  // asking singly tells which path it was
+    std::string ignoredReason;  // asking singly tells it
     Record record;
-    if (!haveNul)
+    if (!paths.empty())
         record = withPatience(
             [&] { return Record(batchPathNormalize(paths.data(), paths.size())); }, ignoredReason);
-    for (std::size_t i = 0; i < waiting_.size(); ++i) {
-        if (record)
-            write(record->paths[i], std::strlen(record->paths[i]));
-        else
-            askSingly(waiting_[i]);
-    }
+    std::size_t next = 0;
+    for (const std::string &path : waiting_)
+        report_(record && isFitForBatch(path) ? Answer{path, record->paths[next++], {}}
+                                              : askSingly(path));
     waiting_.clear();
-}
-
-// A path with a NUL inside cannot be handed over as a C string: the library would see another one.
-void Inquiry::askSingly(const std::string &path) {
-    std::string reason = "contains a NUL byte";
-    orvel::MallocString normalized;
-    if (path.size() == std::strlen(path.c_str()))
-        normalized =
-            withPatience([&] { return orvel::MallocString(pathNormalize(path.c_str())); }, reason);
-    if (normalized) {
-        write(normalized.get(), std::strlen(normalized.get()));
-        return;
-    }
-    hadRefusals_ = true;
-    write(path.data(), path.size());
-    (void)std::fprintf(stderr, "orvel-path: '%s': %s\n", path.c_str(), reason.c_str());
-}
-
-void Inquiry::write(const char *bytes, std::size_t length) const {
-    // Failures are seen once, by the stream's error flag, when the program ends.
-    (void)std::fwrite(bytes, 1, length, stdout);
-    (void)std::fputc(separator_, stdout);
+    finishOutput();  // where nobody reads it any more, the rest need not be asked
 }
 
 }  // namespace tool

@@ -1,29 +1,32 @@
 // SPDX-License-Identifier: MIT
-// Asks the library for many paths and writes what it answers.
+// Asks the library for many paths.
 #pragma once
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace tool {
 
-// Collects paths into batches and writes each answer, followed by the separator, to standard
-// output. A path that the library refuses is written as it came; the reason goes to standard error.
+struct Answer {
+    std::string path;
+    std::optional<std::string> normalized;
+    std::string reason;  // where the library refused the path
+};
+
+// Collects paths into batches and reports each answer, in the order of the paths.
 class Inquiry {
 public:
-    explicit Inquiry(char separator) : separator_(separator) {}
+    using Report = std::function<void(const Answer &)>;
+    explicit Inquiry(Report report) : report_(std::move(report)) {}
 
     void ask(std::string path);
     // To be called after the last path.
     void finish();
-    bool hadRefusals() const { return hadRefusals_; }
 
 private:
-    void askSingly(const std::string &path);
-    void write(const char *bytes, std::size_t length) const;
-
-    char separator_;
-    bool hadRefusals_ = false;
+    Report report_;
     std::vector<std::string> waiting_;
 };
 

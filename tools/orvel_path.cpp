@@ -1,38 +1,45 @@
 // SPDX-License-Identifier: MIT
 // orvel-path: the path under which the running system shows a file, from the command line.
-#include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cerrno>
+#include <clocale>
 #include <cstdio>
 #include <cstring>
-#include <optional>
-#include <string>
-#include <vector>
+#include <stdexcept>
 
 #include "base/handles.hpp"
 #include "base/log.hpp"
-#include "include/orvel_core.hpp"
+#include "tools/check_config.hpp"
+#include "tools/explain.hpp"
 #include "tools/host_log.hpp"
 #include "tools/inquiry.hpp"
+#include "tools/json.hpp"
+#include "tools/options.hpp"
+#include "tools/origin.hpp"
+#include "tools/output.hpp"
 #include "tools/root.hpp"
 
 namespace {
 
+using tool::Options;
+
 enum ExitStatus { kDone = 0, kRefused = 1, kFailed = 2 };
 
-struct Options {
-    std::vector<std::string> paths;
-    std::optional<std::string>
-        root;  // an empty one, from an unset variable, must not pass for none
-    bool nulSeparated = false;
-    bool table = false;
-    int verbosity = 0;
-};
+void printTable(const Options &options) {
+    const tool::Rows rows = toRows(tool::readTable());
+    if (options.json)
+        tool::print(toJson(rows));
+    else
+        tool::print(rows, options.separator);
+}
 
-// Raw bytes, so that the output can be processed: prefix, tab, replacement.
-void printTable() {
-    for (const auto &[prefix, replacement] : sortedMappings())
-        std::printf("%s\t%s\n", prefix.c_str(), replacement.c_str());
+tool::Json toJson(const tool::Answer &answer) {
+    tool::Json object;
+    tool::put(object, "path", answer.path);
+    if (answer.normalized)
+        tool::put(object, "normalized", *answer.normalized);
+    else
+        tool::put(object, "refused", answer.reason);
+    return object;
 }
 
 // getdelim, not std::getline: a path may be of any length, and exhaustion must not look like the
@@ -54,77 +61,54 @@ void askStandardInput(tool::Inquiry &inquiry, char separator) {
 
 // Arguments, or else standard input; true if none was refused.
 bool askPaths(const Options &options) {
-    const char separator = options.nulSeparated ? '\0' : '\n';
-    tool::Inquiry inquiry(separator);
+    bool hadRefusals = false;
+    tool::Explainer explainer;
+    tool::JsonArray array;
+    tool::Inquiry inquiry([&](const tool::Answer &answer) {
+        hadRefusals = hadRefusals || !answer.normalized;
+        if (options.json) {
+            tool::Json object = toJson(answer);
+            if (options.why) explainer.explain(answer, object);
+            return array.add(object);
+        }
+        if (options.why) return explainer.explain(answer, options.separator);
+        tool::writeItem(answer.normalized.value_or(answer.path), options.separator);
+        if (!answer.normalized) tool::complain("'" + answer.path + "': " + answer.reason);
+    });
     for (const std::string &path : options.paths) inquiry.ask(path);
-    if (options.paths.empty()) askStandardInput(inquiry, separator);
+    if (options.paths.empty()) askStandardInput(inquiry, options.separator);
     inquiry.finish();
-    return !inquiry.hadRefusals();
+    if (options.json) array.finish();
+    return !hadRefusals;
 }
 
-// The parser takes "[a,b]" for a list of two. A NUL in front, which no argument has, keeps it
-// whole.
-std::vector<std::string> shieldedArguments(int argc, char **argv) {
-    std::vector<std::string> arguments;
-    bool afterOptions = false;
-    for (int i = 1; i < argc; ++i) {
-        std::string argument = argv[i];
-        if (argument.starts_with('[')) argument.insert(0, 1, '\0');
-        // Nor would it see that this one has a value, an empty one.
-        const bool isEmptyRoot = !afterOptions && argument == "--root=";
-        afterOptions = afterOptions || argument == "--";
-        if (isEmptyRoot) argument.pop_back();
-        arguments.push_back(std::move(argument));
-        if (isEmptyRoot) arguments.emplace_back();
-    }
-    std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
-    return arguments;
-}
-
-void unshield(std::string &argument) {
-    if (argument.starts_with('\0')) argument.erase(0, 1);
+bool checkConfig(const Options &options) {
+    const std::string file = options.paths.empty() ? tool::kConfigFile : options.paths.front();
+    const SystemStage stage = options.stage == "initrd" ? StageInitrd : StageSystem;
+    return tool::checkConfig(file, stage, options.json);
 }
 
 // The root is entered before the first look at the system; every library is loaded by then.
-int run(const Options &options) {
-    tool::setLogLevel(orvel::log::Error - options.verbosity);
+ExitStatus run(const Options &options) {
+    tool::setLogLevel(orvel::log::Error + (options.quiet ? 1 : -options.verbosity));
     if (options.root) tool::enterRoot(*options.root);
-    ExitStatus status = kDone;
+    bool isDone = true;
     if (options.table)
-        printTable();
-    else if (!askPaths(options))
-        status = kRefused;
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
-        throw std::runtime_error(std::string("standard output: ") + std::strerror(errno));
-    return status;
+        printTable(options);
+    else
+        isDone = options.checkConfig ? checkConfig(options) : askPaths(options);
+    tool::finishOutput();
+    return isDone ? kDone : kRefused;
 }
 
 }  // namespace
 
 int main(int argc, char **argv) try {
+    (void)std::setlocale(LC_CTYPE, "");  // or what can be printed stays ASCII
     Options options;
-    CLI::App app(
-        "Prints, for each PATH or each line of standard input, the path under which the running\n"
-        "system shows that file. A path that is refused is printed as it came.\n"
-        "Exit status: 0 done, 1 a path was refused, 2 it could not be done.",
-        "orvel-path");
-    app.add_option("PATH", options.paths, "paths to normalise; none: standard input");
-    app.add_flag("-0,--null", options.nulSeparated, "paths end in NUL, not in a line feed");
-    auto *table = app.add_flag("--table", options.table, "print the ordered mapping list");
-    app.get_option("PATH")->excludes(table);
-    app.add_option("--root", options.root, "enter directory DIR first")->type_name("DIR");
-    app.add_flag("-v,--verbose", options.verbosity,
-                 "show the library's warnings; twice: its trace; thrice: all");
-    app.set_version_flag("--version", "orvel-path " ORVEL_VERSION);
-    try {
-        app.parse(shieldedArguments(argc, argv));
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? kDone : kFailed;
-    }
-    for (std::string &path : options.paths) unshield(path);
-    if (options.root) unshield(*options.root);
-    return run(options);
+    return tool::parseOptions(argc, argv, options) ? run(options) : kDone;
 } catch (const std::exception &error) {
-    (void)std::fprintf(stderr, "orvel-path: %s\n", error.what());
+    tool::setLogLevel(orvel::log::Error);  // a failure is told, also quietly
+    tool::complain(error.what());
     return kFailed;
 }

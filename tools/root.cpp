@@ -31,7 +31,9 @@ void requireDeviceNodes(const std::string &directory) {
     const MountList mounts(setmntent("/proc/self/mounts", "re"));
     if (!mounts) fail(directory, "cannot read /proc/self/mounts there");
     while (const mntent *mount = getmntent(mounts.get())) {
-        const std::string source = mount->mnt_fsname;
+        const std::string source = mount->mnt_fsname, type = mount->mnt_type;
+        // Whose source its users choose, but not that of one on a block device, "fuseblk".
+        if (type == "fuse" || type.starts_with("fuse.")) continue;
         struct stat status = {};
         if (source.starts_with("/dev/") && stat(source.c_str(), &status) != 0)
             fail(directory, "has no " + source + ", which is mounted at " + mount->mnt_dir +

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+// Equal device and inode numbers are one file, and other numbers are two, unless an overlay is
+// between them: it gives files a device number of its own, and the inode number may be that of
+// another layer. What it passes through from the layer's file are type, size and change time, which
+// nobody can set: where these differ it shows another file, where they agree it is hardly one. A
+// directory of an overlay is made of several.
+#include "tools/same_file.hpp"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/vfs.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "base/handles.hpp"
+
+namespace tool {
+namespace {
+
+struct Sight {
+    std::string failure;  // empty: the rest is known
+    struct stat status = {};
+    bool isOverlay = false;
+};
+
+Sight lookAt(const std::string &path) {
+    Sight sight;
+    struct statfs fileSystem = {};
+    // One descriptor for both calls, which neither opens a device nor follows a link.
+    const orvel::Fd fd(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (!fd || fstat(fd.get(), &sight.status) != 0 || fstatfs(fd.get(), &fileSystem) != 0)
+        sight.failure = path + ": " + std::strerror(errno);
+    sight.isOverlay = fileSystem.f_type == OVERLAYFS_SUPER_MAGIC;
+    return sight;
+}
+
+std::string numbers(const struct stat &status) {
+    return "device " + std::to_string(major(status.st_dev)) + ":" +
+           std::to_string(minor(status.st_dev)) + " inode " + std::to_string(status.st_ino);
+}
+
+bool agree(const struct stat &a, const struct stat &b) {
+    return a.st_mode == b.st_mode && a.st_size == b.st_size &&
+           a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec;
+}
+
+}  // namespace
+
+Comparison compareFiles(const std::string &first, const std::string &second) {
+    const Sight a = lookAt(first);
+    const Sight b = lookAt(second);
+    if (!a.failure.empty()) return {"unknown", a.failure};
+    if (!b.failure.empty()) return {"unknown", b.failure};
+    if (a.status.st_dev == b.status.st_dev && a.status.st_ino == b.status.st_ino)
+        return {"yes", numbers(a.status)};
+    const std::string both = numbers(a.status) + ", " + numbers(b.status);
+    if (a.status.st_dev == b.status.st_dev || !(a.isOverlay || b.isOverlay)) return {"no", both};
+    if (S_ISDIR(a.status.st_mode) && S_ISDIR(b.status.st_mode))
+        return {"unknown", "an overlay merges directories; " + both};
+    if (agree(a.status, b.status))
+        return {"likely", "type, size and change time agree through the overlay; " + both};
+    return {"no", "type, size or change time differ through the overlay; " + both};
+}
+
+}  // namespace tool
