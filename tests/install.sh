@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+# The library as its users get it, below an empty prefix: the example daemon by pkg-config, the C++ example by
+# find_package. CC, CFLAGS, CXX and CXXFLAGS are those of the build: install.sh BUILD EXAMPLES
+set -euo pipefail
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cmake --install "$1" --prefix "$work/usr" > /dev/null
+library=$(find "$work/usr" -name liborvel_core.so)
+export LD_LIBRARY_PATH=${library%/*} PKG_CONFIG_PATH=${library%/*}/pkgconfig
+[ "$(readlink "$library")" = liborvel_core.so.0 ]
+[ "$("$work/usr/bin/orvel-path" relative)" = relative ]
+
+read -ra flags <<< "$CFLAGS $(pkg-config --cflags --libs orvel_core)"
+"$CC" -std=c99 -Wall -Wextra -Wpedantic -Werror "$2/daemon.c" "${flags[@]}" -o "$work/daemon"
+printf '/var/tmp/x\n/a\r/../b\na\0b\n\nrelative' | "$work/daemon" > "$work/out" 2> "$work/messages"
+cmp "$work/out" <(printf '/tmp/x\n/a\r/../b\na\0b\n\nrelative\n')
+[ "$(grep -cE '^orvel-daemon.*: (/a\?/\.\./b|input path is invalid .*)$' "$work/messages")" = 2 ]
+
+cmake -S "$2" -B "$work/examples" -D CMAKE_PREFIX_PATH="$work/usr" > "$work/out"
+cmake --build "$work/examples" > "$work/out"
+printf '[General]\nMode=normal\n[Overlay]\nPathPre=/pre\n[x-N]\nLowerDir=<PathPre>,/b\nMergeDir=/m\n' > "$work/conf"
+"$work/examples/overlays" "$work/conf" | sort > "$work/out"
+diff "$work/out" <(printf 'normal: /%s is shown at /m\n' b pre)
