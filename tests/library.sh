@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# The built library, read off its file: it exports exactly what its map lists, calls none of that through
-# its host, leaves only the log function for the host to supply, and is hardened (FORTIFY is
-# looked for in what gcc has optimised): library.sh LIBRARY MAP BUILD-TYPE-COMPILER
+# The built library, read off its file: it exports exactly what its map lists, and what programs may have been
+# linked with; it calls none of that through its host, leaves only the log function for the host to supply, and is
+# hardened (FORTIFY is looked for in what gcc has optimised): library.sh LIBRARY MAP BUILD-TYPE-COMPILER SYMBOLS
 set -euo pipefail
 
 diff <(nm -D --defined-only "$1" | awk '{ print $3 }' | sort) \
     <(sed -n '/global:/,/local:/ s/^ *\([A-Za-z_0-9]*\);$/\1/p' "$2" | sort)
+diff <(nm -D --defined-only "$1" | awk '{ print $3 }' | sort) <(sed -n 's/^ \(.*\)@Base .*/\1/p' "$4" | sort)
 [ "$(nm -D --undefined-only "$1" | awk '$1 == "w" && $2 ~ /orvel/ { print $2 }')" = orvel_log_v2 ]
 
 has() { readelf "$1" --wide "$3" | grep -E "$2" > /dev/null || { echo "$3: no $2"; exit 1; }; }
