@@ -12,7 +12,7 @@ export LD_LIBRARY_PATH=${library%/*} PKG_CONFIG_PATH=${library%/*}/pkgconfig
 [ "$(readlink "$library")" = liborvel_core.so.0 ]
 [ "$("$work/usr/bin/orvel-path" relative)" = relative ]
 
-read -ra flags <<< "$CFLAGS $(pkg-config --cflags --libs orvel_core)"
+mapfile -t flags < <(echo "$CFLAGS $(pkg-config --cflags --libs orvel_core)" | xargs printf '%s\n')
 "$CC" -std=c99 -Wall -Wextra -Wpedantic -Werror "$2/daemon.c" "${flags[@]}" -o "$work/daemon"
 printf '/var/tmp/x\n/a\r/../b\na\0b\n\nrelative' | "$work/daemon" > "$work/out" 2> "$work/messages"
 cmp "$work/out" <(printf '/tmp/x\n/a\r/../b\na\0b\n\nrelative\n')

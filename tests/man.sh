@@ -8,7 +8,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 DESTDIR=$work/root cmake -P "$2/man/cmake_install.cmake" > "$work/log"
 MANPATH=$(find "$work/root" -name man)
-export MANPATH LC_ALL=C.UTF-8
+export MANPATH LC_ALL=C.UTF-8 MANWIDTH=80 MAN_KEEP_FORMATTING=
 example() { # NUMBER: a block of system-ovl.conf(5)
     awk -v number="$1" '/^\.[BE]d/ { edges++ } edges == 2 * number - 1 && !/^\./' "$MANPATH/man5/system-ovl.conf.5"
 }

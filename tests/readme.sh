@@ -13,7 +13,7 @@ block() { # LANGUAGE: all blocks in it, of which there must be some
 scripts/make-host "$work"
 printf '#!/bin/sh\nexec %q --root %q "$@"\n' "$2/tools/orvel-path" "$work/host" > "$work/orvel-path"
 chmod +x "$work/orvel-path"
-export PATH=$work:$PATH CPATH=$1/include LIBRARY_PATH=$2 LD_LIBRARY_PATH=$2
+export LC_ALL=C.UTF-8 PATH=$work:$PATH CPATH=$1/include LIBRARY_PATH=$2 LD_LIBRARY_PATH=$2
 block sh | sed '/^scripts\/test/d' > "$work/commands"
 bash -e "$work/commands"
 block c > "$work/caller.c"

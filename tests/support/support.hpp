@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -16,7 +17,7 @@
 #include "include/orvel_core.hpp"
 
 #define SKIP_WITHOUT_ROOT() \
-    if (geteuid() != 0) GTEST_SKIP() << "mounting and chroot need root"
+    if (std::system("unshare --mount true 2> /dev/null") != 0) GTEST_SKIP() << "mounting and chroot need root"
 
 namespace support {
 
@@ -39,7 +40,10 @@ inline orvel::PathMap map(const std::string &text) {
 // A directory for one test, with all that is in it.
 class Scratch {
 public:
-    Scratch() { EXPECT_NE(mkdtemp(path_.data()), nullptr); }
+    Scratch() {
+        umask(022);
+        EXPECT_NE(mkdtemp(path_.data()), nullptr);
+    }
     ~Scratch() {
         EXPECT_EQ(chdir("/"), 0);
         EXPECT_EQ(std::system(("rm -rf " + path_).c_str()), 0);
