@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The process's mount table, read through libmount: first the sources of all mounts and the devices
 // that are mounted whole, then for each mount the path of its content below such a device.
+#include <cerrno>
 #include <cstring>
 #include <new>
 
@@ -17,6 +18,18 @@ struct MountScan {
     orvel::PathMap sources;        // mount point -> canonical source
     orvel::PathMap deviceTargets;  // block device -> mount point at which it is mounted whole
 };
+
+// What libmount does about a line that it cannot read: leave it out, but not where it is memory
+// that has run out, since a table without one of its mounts names other files.
+int judgeLine(libmnt_table *, const char *, int) {
+    return errno == ENOMEM ? -ENOMEM : 1;
+}
+
+bool parseTable(libmnt_table *table) {
+    mnt_table_set_parser_errcb(table, judgeLine);
+    errno = 0;  // the table may also be cut short for want of memory, and nothing else tells
+    return mnt_table_parse_file(table, "/proc/self/mountinfo") == 0 && errno != ENOMEM;
+}
 
 // Whether the source is a path, judged by its text alone: a file system's name (overlay, proc) must
 // not be looked up in the working directory, and neither end of such a mount may be touched, since
@@ -85,7 +98,7 @@ orvel::PathMap processMountInfo() {
         LOG(Error, "The libmount table cannot be initialized");
         return {};
     }
-    if (mnt_table_parse_file(table.get(), "/proc/self/mountinfo") != 0) {
+    if (!parseTable(table.get())) {
         LOG(Error, "Unable to parse /proc/self/mountinfo");
         return {};
     }

@@ -14,7 +14,7 @@
 #include "tests/support/support.hpp"
 
 static thread_local int remaining = 0;
-static thread_local bool failsOnce = false, hasFailed = false;
+static thread_local bool failsOnce = false, hasFailed = false, isInLibmount = false;
 std::string support::failingCall;
 std::chrono::nanoseconds support::ahead{0};
 
@@ -64,12 +64,27 @@ WRAP_ALLOCATION(char *, strdup, (const char *text), (text))
 WRAP_ALLOCATION(char *, strndup, (const char *text, std::size_t size), (text, size))
 WRAP(fails("mnt_new_table"), nullptr, libmnt_table *, mnt_new_table, (), ())
 WRAP(fails("mnt_new_iter"), nullptr, libmnt_iter *, mnt_new_iter, (int direction), (direction))
-WRAP(fails("mnt_table_parse_file"), -1, int, mnt_table_parse_file, (libmnt_table * table, const char *file),
-     (table, file))
+extern "C" int __real_mnt_table_parse_file(libmnt_table *table, const char *file);
+extern "C" int __wrap_mnt_table_parse_file(libmnt_table *table, const char *file) {
+    isInLibmount = true;
+    const int result = fails("mnt_table_parse_file") ? -1 : __real_mnt_table_parse_file(table, file);
+    isInLibmount = false;
+    return result;
+}
 WRAP(fails("mnt_table_next_fs"), -1, int, mnt_table_next_fs,
      (libmnt_table * table, libmnt_iter *iterator, libmnt_fs **fs), (table, iterator, fs))
 WRAP(fails("realpath"), nullptr, char *, realpath, (const char *path, char *buffer), (path, buffer))
 WRAP(fails("fopen"), nullptr, FILE *, fopen, (const char *path, const char *mode), (path, mode))
+
+// What libmount allocates as it reads, where no sanitizer has a malloc of its own.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+extern "C" void *__libc_malloc(std::size_t size);
+extern "C" void *__libc_calloc(std::size_t count, std::size_t size);
+extern "C" void *malloc(std::size_t size) { return isInLibmount && allocationFails() ? nullptr : __libc_malloc(size); }
+extern "C" void *calloc(std::size_t count, std::size_t size) {
+    return isInLibmount && allocationFails() ? nullptr : __libc_calloc(count, size);
+}
+#endif
 
 // steady_clock::now(), whose time point is returned as its count.
 extern "C" std::int64_t __real__ZNSt6chrono3_V212steady_clock3nowEv();
