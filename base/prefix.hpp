@@ -3,13 +3,13 @@
 // longest of many.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
-#include <functional>
-#include <set>
+#include <iterator>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace orvel {
 
@@ -31,35 +31,48 @@ inline std::string replacePrefix(std::string_view path, std::size_t length,
     return replaced.append(replacement).append(rest);
 }
 
-// Prefixes with their replacements, searched by one hash lookup for each distinct prefix length, so
-// that the cost of a search does not grow with the number of prefixes. Refers to the strings it is
-// given: they must outlive it.
+// Prefixes, each with its replacement, to be searched for the longest that a path begins with. They
+// stand in byte order, and each is linked to the longest other one that it begins with itself: all
+// prefixes of a path are then on one chain, from the last prefix that is not behind the path.
+// Refers to the strings it is given: they must outlive it.
 class PrefixIndex {
 public:
-    using Entry = std::pair<const std::string_view, std::string_view>;
+    struct Entry {
+        std::string_view prefix, replacement;
+        const Entry *shorter = nullptr;
+    };
 
-    PrefixIndex() = default;
-    template <class Mapping>  // of pairs of std::string
+    template <class Mapping>  // of pairs of strings, the first ones all different
     explicit PrefixIndex(const Mapping &mapping) {
         entries_.reserve(mapping.size());
-        for (const auto &[prefix, replacement] : mapping) (*this)[prefix] = replacement;
+        for (const auto &[prefix, replacement] : mapping) entries_.push_back({prefix, replacement});
+        std::sort(entries_.begin(), entries_.end(),
+                  [](const Entry &a, const Entry &b) { return a.prefix < b.prefix; });
+        const Entry *previous = nullptr;
+        for (Entry &entry : entries_) {
+            while (previous != nullptr && !entry.prefix.starts_with(previous->prefix))
+                previous = previous->shorter;
+            entry.shorter = std::exchange(previous, &entry);
+        }
     }
-
-    // The replacement of a prefix; for a new one it has no data().
-    std::string_view &operator[](std::string_view prefix) {
-        lengths_.insert(prefix.size());
-        return entries_[prefix];
-    }
+    PrefixIndex(const PrefixIndex &) = delete;
+    PrefixIndex &operator=(const PrefixIndex &) = delete;
 
     // The entry with the longest prefix that path begins with, as plain text, and that
-    // accept(entry) takes; null where there is none. Valid until the next prefix is added.
+    // accept(entry) takes; null where there is none.
     template <class Accept>
     const Entry *longest(std::string_view path, const Accept &accept) const {
-        for (auto length = lengths_.lower_bound(path.size()); length != lengths_.end(); ++length) {
-            const auto entry = entries_.find(path.substr(0, *length));
-            if (entry != entries_.end() && accept(*entry)) return &*entry;
-        }
-        return nullptr;
+        const auto behind =
+            std::upper_bound(entries_.begin(), entries_.end(), path,
+                             [](auto text, const Entry &entry) { return text < entry.prefix; });
+        if (behind == entries_.begin()) return nullptr;
+        const Entry *entry = &*std::prev(behind);
+        const std::string_view last = entry->prefix;
+        const auto differ = std::mismatch(last.begin(), last.end(), path.begin(), path.end());
+        const auto common = static_cast<std::size_t>(differ.first - last.begin());
+        while (entry != nullptr && (entry->prefix.size() > common || !accept(*entry)))
+            entry = entry->shorter;
+        return entry;
     }
 
     const Entry *longest(std::string_view path) const {
@@ -67,8 +80,7 @@ public:
     }
 
 private:
-    std::unordered_map<std::string_view, std::string_view> entries_;
-    std::set<std::size_t, std::greater<>> lengths_;
+    std::vector<Entry> entries_;
 };
 
 }  // namespace orvel

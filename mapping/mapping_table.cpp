@@ -33,9 +33,9 @@ const orvel::PrefixIndex::Entry *entryAbove(const orvel::PrefixIndex &mountPoint
                                             std::string_view backingPath) {
     const orvel::PrefixIndex::Entry *plain = nullptr;
     const auto isAbove = [&](const orvel::PrefixIndex::Entry &entry) {
-        if (entry.first == backingPath) return false;
+        if (entry.prefix == backingPath) return false;
         if (plain == nullptr) plain = &entry;
-        return orvel::covers(entry.first, mountPoint);
+        return orvel::covers(entry.prefix, mountPoint);
     };
     const auto *through = mountPoints.longest(mountPoint, isAbove);
     return through != nullptr ? through : plain;
@@ -63,17 +63,18 @@ bool mayMove(const orvel::PathMap &mounts) {
 
 std::vector<Move> findMoves(const orvel::PathMap &mounts) {
     if (!mayMove(mounts)) return {};
-    orvel::PrefixIndex mountPoints;
+    std::unordered_map<std::string_view, std::string_view> preferred;
     for (const auto &[mountPoint, backingPath] : mounts) {
-        std::string_view &entry = mountPoints[backingPath];
-        if (entry.data() == nullptr || isPreferred(mountPoint, entry)) entry = mountPoint;
+        const auto [entry, isNew] = preferred.try_emplace(backingPath, mountPoint);
+        if (!isNew && isPreferred(mountPoint, entry->second)) entry->second = mountPoint;
     }
+    const orvel::PrefixIndex mountPoints(preferred);
     std::vector<Move> moves;
     for (auto mount = mounts.begin(); mount != mounts.end(); ++mount) {
         const auto &[mountPoint, backingPath] = *mount;
         if (const auto *through = entryAbove(mountPoints, mountPoint, backingPath))
-            moves.push_back(
-                {mount, orvel::replacePrefix(mountPoint, through->first.size(), through->second)});
+            moves.push_back({mount, orvel::replacePrefix(mountPoint, through->prefix.size(),
+                                                         through->replacement)});
     }
     return moves;
 }
@@ -138,5 +139,5 @@ std::string checkBindMountPoint1(const std::string &path) {
     const orvel::PrefixIndex index(table);
     const auto *entry = index.longest(path);
     if (entry == nullptr) return path;
-    return std::string(entry->second).append(path, entry->first.size());
+    return std::string(entry->replacement).append(path, entry->prefix.size());
 }

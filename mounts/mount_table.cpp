@@ -85,7 +85,7 @@ orvel::PathMap deriveMappings(MountScan scan) {
     for (auto &[mountPoint, source] : scan.sources)
         // The device's name is plain text here: what follows it need not be a "/".
         if (const auto *device = devices.longest(source))
-            source.replace(0, device->first.size(), device->second);
+            source.replace(0, device->prefix.size(), device->replacement);
     std::erase_if(scan.sources, [](const auto &mount) { return mount.first == mount.second; });
     return std::move(scan.sources);
 }

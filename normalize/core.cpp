@@ -36,8 +36,9 @@ bool matches(std::string_view prefix, std::string_view path) {
 }
 
 std::string applyLongest(const orvel::PrefixIndex &index, const std::string &path) {
-    const auto *entry = index.longest(path, [&](const auto &e) { return matches(e.first, path); });
-    return entry == nullptr ? path : orvel::replacePrefix(path, entry->first.size(), entry->second);
+    const auto *entry = index.longest(path, [&](const auto &e) { return matches(e.prefix, path); });
+    return entry == nullptr ? path
+                            : orvel::replacePrefix(path, entry->prefix.size(), entry->replacement);
 }
 
 }  // namespace
