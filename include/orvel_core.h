@@ -9,22 +9,29 @@
    /ostree/pkgs/system-ovl.conf afresh on every call; nothing is cached.
 
    Strings are NUL-terminated bytes in no particular encoding. No exception
-   leaves a function of this header. Messages go to the process's own function,
-   of C linkage,
-       void orvel_log_v2(int32_t level, int32_t module, void *, void *,
-                         const char *function, int32_t line,
-                         const char *format, ...);
-   (level 0 detail, 1 trace, 2 warning, 3 error; module always 3; the pointers
-   always null). A process without that function gets no messages. */
+   leaves a function of this header. Messages go to the process's own
+   orvel_log_v2(), which is declared below. */
 #ifndef ORVEL_CORE_H
 #define ORVEL_CORE_H
 
 #include <stddef.h>
+#include <stdint.h>
 #include <time.h>
 
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* Not a function of the library: a process that defines it gets the messages,
+   one without it gets none. level is 0 detail, 1 trace, 2 warning or 3 error;
+   module is always 3, the pointers are always null; function and line say where
+   in the library, and format is as printf(3) has it. Called by any thread that
+   is in the library; in C++ it has C linkage. */
+#ifdef __GNUC__
+__attribute__((format(printf, 7, 8)))
+#endif
+void orvel_log_v2(int32_t level, int32_t module, void *, void *,
+                  const char *function, int32_t line, const char *format, ...);
 
 /* The normalised form of path, or NULL; the log says why it is NULL, in
    exactly one line. A caller that gets NULL goes on with the path it has or,
