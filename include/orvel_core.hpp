@@ -28,6 +28,10 @@ using MappingList = std::vector<std::pair<std::string, std::string>>;
 // Section name -> key -> list of values.
 using ConfigSection = std::unordered_map<std::string, std::vector<std::string>>;
 using ConfigTree = std::unordered_map<std::string, ConfigSection>;
+
+// The one configuration file. Fixed: neither the environment nor the caller can point the library
+// at another one.
+inline constexpr const char *kConfigPath = "/ostree/pkgs/system-ovl.conf";
 }  // namespace orvel
 
 // --- Normalising ---------------------------------------------------------------------------------

@@ -9,9 +9,6 @@
 
 namespace {
 
-// Fixed: neither the environment nor the caller can point the library at another file.
-constexpr const char *kConfigPath = "/ostree/pkgs/system-ovl.conf";
-
 // Of several mount points that show one backing path, the table takes the shortest, then the
 // bytewise smallest.
 bool isPreferred(std::string_view mountPoint, std::string_view other) {
@@ -124,7 +121,7 @@ orvel::PathMap mergeMountMappings() {
     orvel::PathMap overlays;
     orvel::ConfigTree tree;
     std::string ignoredMode;
-    if (parseConfig(kConfigPath, StageSystem, tree))
+    if (parseConfig(orvel::kConfigPath, StageSystem, tree))
         overlays = getOverlayMountMappings(tree, ignoredMode);
 
     replaceTargets(mounts);

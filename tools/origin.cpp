@@ -48,7 +48,7 @@ std::vector<Entry> readTable() {
     for (const auto &[mountPoint, backingPath] : processMountInfo())
         mounts.emplace(backingPath, mountPoint);
     std::map<std::string, Entry> overlays;
-    if (orvel::ConfigTree tree; parseConfig(kConfigFile, StageSystem, tree))
+    if (orvel::ConfigTree tree; parseConfig(orvel::kConfigPath, StageSystem, tree))
         for (const Entry &entry : overlayEntries(tree)) overlays[entry.prefix] = entry;
 
     std::vector<Entry> table;

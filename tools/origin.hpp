@@ -10,9 +10,6 @@
 
 namespace tool {
 
-// The one file that normalising reads.
-inline constexpr const char *kConfigFile = "/ostree/pkgs/system-ovl.conf";
-
 struct Entry {
     std::string prefix, replacement;
     // The overlay sections that name the prefix, the last one counting; none: a mount's entry.

@@ -83,7 +83,7 @@ bool askPaths(const Options &options) {
 }
 
 bool checkConfig(const Options &options) {
-    const std::string file = options.paths.empty() ? tool::kConfigFile : options.paths.front();
+    const std::string file = options.paths.empty() ? orvel::kConfigPath : options.paths.front();
     const SystemStage stage = options.stage == "initrd" ? StageInitrd : StageSystem;
     return tool::checkConfig(file, stage, options.json);
 }
