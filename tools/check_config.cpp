@@ -2,11 +2,14 @@
 // What the library makes of a configuration file, and what it does not mind but a human would.
 #include "tools/check_config.hpp"
 
+#include <strings.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <map>
 #include <set>
 #include <vector>
@@ -43,6 +46,18 @@ void remarkOnValues(const Rows &values, Rows &remarks) {
                                      ": nothing replaces " + value.substr(begin, end - begin + 1)});
         }
     }
+}
+
+// A key counts only when it is written exactly so.
+void remarkOnKeys(const orvel::ConfigTree &tree, Rows &remarks) {
+    static constexpr const char *kNames[] = {"LowerDir",    "UpperDir",    "MergeDir", "Mode",
+                                             "StageInitrd", "StageSystem", "PathPre",  "Deploy"};
+    for (const auto &[section, keys] : std::map(tree.begin(), tree.end()))
+        for (const auto &[key, values] : std::map(keys.begin(), keys.end()))
+            for (const std::string name : kNames)
+                if (key != name && strcasecmp(key.c_str(), name.c_str()) == 0)
+                    remarks.cells.push_back({"section " + section + ", key " + key +
+                                             ": not read; it is to be " + name});
 }
 
 bool isOdd(const std::string &directory) {
@@ -109,12 +124,18 @@ void remarkOnVariables(const std::string &text, const orvel::ConfigTree &tree, S
     }
 }
 
-std::string readFile(const std::string &file) {
+// The library says only that it could not read a file; here is why.
+std::string readFile(const std::string &file, Rows &remarks) {
     struct stat status = {};
+    if (stat(file.c_str(), &status) != 0) status.st_mode = S_IFREG;  // fopen will say why
+    if (S_ISDIR(status.st_mode)) remarks.cells.push_back({"is a directory"});
     // A pipe has been read by the library, and opening it once more might wait for ever.
-    if (stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    if (!S_ISREG(status.st_mode)) return {};
     const orvel::File stream(std::fopen(file.c_str(), "re"));
-    if (!stream) return {};  // as the library has said
+    if (!stream) {
+        remarks.cells.push_back({std::string("cannot be read: ") + std::strerror(errno)});
+        return {};
+    }
     std::string text;
     std::array<char, BUFSIZ> block = {};
     while (const std::size_t length = std::fread(block.data(), 1, block.size(), stream.get()))
@@ -142,7 +163,7 @@ struct Findings {
 
 Findings read(const std::string &file, SystemStage stage) {
     Findings found = {{}, valuesOf({}), toRows({}), {{"remark"}, {}}};
-    const std::string text = readFile(file);
+    const std::string text = readFile(file, found.remarks);
     orvel::ConfigTree tree;
     MessageKeeper said;
     if (parseConfig(file, stage, tree)) {
@@ -150,6 +171,7 @@ Findings read(const std::string &file, SystemStage stage) {
         found.values = valuesOf(tree);
         found.mappings = toRows(entries);
         remarkOnSections(tree, entries, found.remarks);
+        remarkOnKeys(tree, found.remarks);
         remarkOnValues(found.values, found.remarks);
         remarkOnVariables(text, tree, stage, found.remarks);
         remarkOnEntries(entries, found.remarks);

@@ -17,17 +17,14 @@ constexpr const char *kFooter =
     "Exit status:\n"
     "  0  done\n"
     "  1  a path was refused, or the configuration file is not accepted\n"
-    "  2  it could not be done\n"
+    "  2  wrong usage, or it could not be done\n"
     "\n"
-    "On a terminal, lists are columns with headings, bold unless NO_COLOR is set, and what cannot\n"
-    "be printed or has no width of its own is written \\xHH. Elsewhere bytes are raw, the cells of "
-    "a row are "
-    "separated\n"
-    "by tabs, and there are no headings.\n"
+    "On a terminal, lists are columns with headings, bold unless NO_COLOR is set, and what\n"
+    "cannot be printed or has no width of its own is written \\xHH. Elsewhere bytes are raw,\n"
+    "the cells of a row are separated by tabs, and there are no headings.\n"
     "\n"
-    "In JSON, bytes that are not UTF-8 are replaced by U+FFFD; the member NAME_hex beside NAME "
-    "has\n"
-    "then the whole of it in hexadecimal.\n";
+    "In JSON, bytes that are not UTF-8 are replaced by U+FFFD; the member NAME_hex beside\n"
+    "NAME has then the whole of it in hexadecimal.\n";
 
 // The parser takes "[a,b]" for a list of two. A NUL in front, which no argument has, keeps it
 // whole.
@@ -60,9 +57,9 @@ void declareTasks(CLI::App &app, Options &options) {
     CLI::Option *why =
         app.add_flag("--why", options.why,
                      "print each step that changes a PATH, and whether the file is the same");
-    CLI::Option *check = app.add_flag(
-        "--check-config", options.checkConfig,
-        "print configuration file PATH (none: the system's) as it is understood, and remarks");
+    CLI::Option *check =
+        app.add_flag("--check-config", options.checkConfig,
+                     "print how configuration file PATH (none: the system's) is read");
     table->excludes(paths, why, check);
     why->excludes(check);
     app.add_option("--stage", options.stage, "boot stage to read it for: initrd or system")

@@ -91,7 +91,10 @@ bool checkConfig(const Options &options) {
 // The root is entered before the first look at the system; every library is loaded by then.
 ExitStatus run(const Options &options) {
     tool::setLogLevel(orvel::log::Error + (options.quiet ? 1 : -options.verbosity));
-    if (options.root) tool::enterRoot(*options.root);
+    if (options.root)
+        tool::enterRoot(*options.root);
+    else if (!options.checkConfig)
+        tool::requireProc("/");
     bool isDone = true;
     if (options.table)
         printTable(options);

@@ -43,12 +43,16 @@ void requireDeviceNodes(const std::string &directory) {
 
 }  // namespace
 
+void requireProc(const std::string &root) {
+    struct statfs status = {};
+    if (statfs("/proc", &status) != 0 || status.f_type != PROC_SUPER_MAGIC)
+        fail(root, "has no mounted /proc");
+}
+
 void enterRoot(const std::string &directory) {
     if (chroot(directory.c_str()) != 0 || chdir("/") != 0)
         fail(directory, std::string("cannot be entered: ") + std::strerror(errno));
-    struct statfs status = {};
-    if (statfs("/proc", &status) != 0 || status.f_type != PROC_SUPER_MAGIC)
-        fail(directory, "has no mounted /proc");
+    requireProc(directory);
     requireDeviceNodes(directory);
 }
 
