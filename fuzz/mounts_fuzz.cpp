@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A mount table of arbitrary bytes, then a path through the core, against a slow and literal reading of the rules.
-// The input's lines: the path, then target, source and root of each mount. A source such as /b0 is a block device.
+// The input's lines: the path, then "target|source|root" of each mount. A source such as /b0 is a block device.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -138,9 +138,13 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t siz
     std::istringstream lines(text);
     std::getline(lines, path);
     mounts.clear();
-    for (Mount mount;
-         std::getline(lines, mount.target) && std::getline(lines, mount.source) && std::getline(lines, mount.root);)
-        mounts.push_back(mount);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream fields(line);
+        Mount &mount = mounts.emplace_back();
+        std::getline(fields, mount.target, '|');
+        std::getline(fields, mount.source, '|');
+        std::getline(fields, mount.root);
+    }
 
     const orvel::PathMap expected = table();
     const orvel::MappingList list = sortedMappings();
