@@ -42,6 +42,12 @@ void orvel_log_v2(int32_t level, int32_t module, void *, void *,
    system. Symbolic links, doubled and trailing slashes in path are left as
    they are, and the file need not exist.
 
+   "/tmproot" at the beginning, as plain text, is read as "/sysroot"; then at
+   most one mapping is applied; then "/var/tmp/", "/var/opt/", "/var/srv/" and
+   "/var/mnt/" lose their "/var". This last rule gives the same file only where
+   /tmp, /opt, /srv and /mnt are links to those directories: with a tmpfs at
+   /tmp, /var/tmp/x is given as /tmp/x, another file.
+
    Every call takes one token of a bucket that batchPathNormalize() shares:
    100 tokens at most, refilled by one every 10 milliseconds. With the bucket
    empty the call is refused.
