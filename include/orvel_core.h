@@ -52,11 +52,13 @@ void orvel_log_v2(int32_t level, int32_t module, void *, void *,
    100 tokens at most, refilled by one every 10 milliseconds. With the bucket
    empty the call is refused.
 
-   The result is at most 4096 bytes long, malloc'ed and belongs to the caller,
-   who releases it with free(). One that would be longer, or would hold a NUL
-   from the configuration, is refused. May be called from any number of
-   threads; a (deferred) cancellation of the thread waits until the call is
-   over. The log function must return or throw, not end the thread. */
+   The result is at most 4096 bytes and its NUL, one byte more than PATH_MAX,
+   malloc'ed and belongs to the caller, who releases it with free(). One that
+   would be longer, or would hold a NUL from the configuration, is refused. May
+   be called from any number of threads, on a stack of PTHREAD_STACK_MIN (16
+   KiB) if the log function needs little; a (deferred) cancellation of the
+   thread waits until the call is over. The log function must return or throw,
+   not end the thread. */
 char *pathNormalize(const char *path);
 
 /* What batchPathNormalize() gives: count strings, paths[i] being the
@@ -84,9 +86,10 @@ void freeBatchPathNormalize(path_normalize_result_t *result);
 /* --- Strings and time -------------------------------------------------------
    Any number of threads may call the functions from here on, get_time_str()
    excepted. None of them writes a log line. A (deferred) cancellation of the
-   thread waits until the call is over. Where one fails, errno is as the failing
-   system call left it. A string that one returns is malloc'ed and belongs to
-   the caller, who releases it with free(). */
+   thread waits until the call is over. Call them with at least 64 KiB of stack:
+   32 KiB is what the neediest took on x86-64 with glibc 2.36. Where one fails,
+   errno is as the failing system call left it. A string that one returns is
+   malloc'ed and belongs to the caller, who releases it with free(). */
 
 /* Removes every blank and tab from str, wherever it stands, in place. The
    result is the length that str had, counted up to 2048; 0 for NULL. */
