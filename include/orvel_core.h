@@ -170,9 +170,9 @@ char **get_dir_list(const char *dir, int *count);
    lead them out of it meanwhile. Depth and width are not limited by the stack;
    some 25 descriptors at most are open at a time. A path is refused if it is
    NULL, has ".." anywhere, also inside a name, or is a symbolic link. Inside a
-   tree that holds for every name without a word; what there is to say goes to
-   standard error by perror(). What the directory says is a regular file is
-   taken for one. */
+   tree that holds for every name without a word. Messages are written to
+   standard error with perror(). An entry that readdir(3) reports as a regular
+   file is not examined again. */
 
 /* Removes a file or a tree. 0 when done, also if path does not exist; -1 if path
    is refused; -2 with "get directory stat error" or "opendir error" if it
