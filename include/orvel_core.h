@@ -111,7 +111,8 @@ void get_current_time(struct tm *out);
 char *get_time_str(void);
 
 /* --- Paths -------------------------------------------------------------------
-   A symbolic link at the end of a path is looked at itself, not followed. */
+   A symbolic link at the end of a path is looked at itself, not followed; one
+   with a slash behind it, "link/", is followed. */
 
 /* The absolute path of file, links resolved, except that a link at its end
    keeps its name: only its directory is resolved. NULL if file is NULL, does
