@@ -46,23 +46,24 @@ std::optional<Rows> findSteps(const std::vector<Entry> &table, const std::string
 
 }  // namespace
 
-Rows Explainer::stepsOf(const Answer &answer) {
+Rows Explainer::stepsOf(const std::string &path, const std::string &normalized) {
     const MessageKeeper saidAlready;  // by the call that answered
     if (!table_) table_ = readTable();
-    std::optional<Rows> steps = findSteps(*table_, answer.path, *answer.normalized);
+    std::optional<Rows> steps = findSteps(*table_, path, normalized);
     if (!steps) {
         table_ = readTable();
-        steps = findSteps(*table_, answer.path, *answer.normalized);
+        steps = findSteps(*table_, path, normalized);
     }
     if (steps) return *std::move(steps);
     return {{"step", "path", "by"},
-            {{"mapping", *answer.normalized, "mounts that have changed meanwhile"}}};
+            {{"mapping", normalized, "mounts that have changed meanwhile"}}};
 }
 
 void Explainer::explain(const Answer &answer, char separator) {
     Rows rows = {{"step", "path", "by"}, {{"asked", answer.path, ""}}};
     if (answer.normalized) {
-        for (auto &step : stepsOf(answer).cells) rows.cells.push_back(std::move(step));
+        for (auto &step : stepsOf(answer.path, *answer.normalized).cells)
+            rows.cells.push_back(std::move(step));
         const bool isUnchanged = *answer.normalized == answer.path;
         rows.cells.push_back({"given", *answer.normalized, isUnchanged ? "unchanged" : ""});
         const auto [verdict, detail] = compareFiles(answer.path, *answer.normalized);
@@ -75,7 +76,7 @@ void Explainer::explain(const Answer &answer, char separator) {
 
 void Explainer::explain(const Answer &answer, Json &object) {
     if (!answer.normalized) return;
-    object["steps"] = toJson(stepsOf(answer));
+    object["steps"] = toJson(stepsOf(answer.path, *answer.normalized));
     const auto [verdict, detail] = compareFiles(answer.path, *answer.normalized);
     object["same_file"] = verdict;
     put(object, "same_file_by", detail);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "tools/inquiry.hpp"
@@ -19,7 +20,7 @@ public:
     void explain(const Answer &answer, Json &object);
 
 private:
-    Rows stepsOf(const Answer &answer);
+    Rows stepsOf(const std::string &path, const std::string &normalized);
 
     std::optional<std::vector<Entry>> table_;
 };
