@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # The library as its users get it, below an empty prefix: the example daemon by pkg-config, the C++ example by
-# find_package. CC, CFLAGS, CXX and CXXFLAGS are those of the build: install.sh BUILD EXAMPLES
+# find_package; and in a project with its own unit_tests. CC, CFLAGS etc. are the build's: install.sh BUILD EXAMPLES
 set -euo pipefail
 
 work=$(mktemp -d)
@@ -23,3 +23,6 @@ cmake --build "$work/examples" > "$work/out"
 printf '[General]\nMode=normal\n[Overlay]\nPathPre=/pre\n[x-N]\nLowerDir=<PathPre>,/b\nMergeDir=/m\n' > "$work/conf"
 "$work/examples/overlays" "$work/conf" | sort > "$work/out"
 diff "$work/out" <(printf 'normal: /%s is shown at /m\n' b pre)
+printf 'cmake_minimum_required(VERSION 3.25)\nproject(p)\nadd_subdirectory(%s orvel)\nadd_custom_target(unit_tests)' \
+    "$2/.." > "$work/CMakeLists.txt"
+cmake -S "$work" -B "$work/parent" > "$work/out"
