@@ -43,7 +43,7 @@ orvel::PathMap getOverlayMountMappings(const orvel::ConfigTree &tree, std::strin
     const std::string_view suffix = mode == "normal" ? "-N" : "-M";
 
     // Two sections may name one directory; in byte order the later one counts, whatever the hash.
-    std::map<std::string_view, const orvel::ConfigSection *> selected;
+    std::map<std::string, const orvel::ConfigSection *> selected;
     for (const auto &[name, section] : tree)
         if (name.ends_with(suffix)) selected.emplace(name, &section);
 
@@ -51,7 +51,7 @@ orvel::PathMap getOverlayMountMappings(const orvel::ConfigTree &tree, std::strin
         const auto *merged = valuesOf(*section, "MergeDir");
         if (merged == nullptr) {
             LOG(Warning, "in section %s MergeDir was not found or its value is empty",
-                name.data());  // a whole std::string's bytes, so NUL-terminated
+                name.c_str());
             continue;
         }
         mapLayers(*section, merged->front(), mappings);
