@@ -5,11 +5,9 @@
 
 #include <cstdint>
 
-extern "C" [[gnu::weak, gnu::format(printf, 7, 8)]] void orvel_log_v2(std::int32_t level,
-                                                                      std::int32_t module, void *,
-                                                                      void *, const char *function,
-                                                                      std::int32_t line,
-                                                                      const char *format, ...);
+#include "include/orvel_core.h"
+
+#pragma weak orvel_log_v2
 
 namespace orvel::log {
 enum Level : std::int32_t { Detail = 0, Trace = 1, Warning = 2, Error = 3 };
