@@ -55,6 +55,7 @@ public:
             entry.shorter = std::exchange(previous, &entry);
         }
     }
+    ~PrefixIndex() = default;
     PrefixIndex(const PrefixIndex &) = delete;
     PrefixIndex &operator=(const PrefixIndex &) = delete;
 
