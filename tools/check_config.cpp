@@ -48,16 +48,23 @@ void remarkOnValues(const Rows &values, Rows &remarks) {
     }
 }
 
-// A key counts only when it is written exactly so.
+// The key that this one would be if case did not matter, as it does; null where it is none.
+const char *meantKey(const std::string &key) {
+    for (const char *name : {"LowerDir", "UpperDir", "MergeDir", "Mode", "StageInitrd",
+                             "StageSystem", "PathPre", "Deploy"})
+        if (key != name && strcasecmp(key.c_str(), name) == 0) return name;
+    return nullptr;
+}
+
 void remarkOnKeys(const orvel::ConfigTree &tree, Rows &remarks) {
-    static constexpr const char *kNames[] = {"LowerDir",    "UpperDir",    "MergeDir", "Mode",
-                                             "StageInitrd", "StageSystem", "PathPre",  "Deploy"};
     for (const auto &[section, keys] : std::map(tree.begin(), tree.end()))
-        for (const auto &[key, values] : std::map(keys.begin(), keys.end()))
-            for (const std::string name : kNames)
-                if (key != name && strcasecmp(key.c_str(), name.c_str()) == 0)
-                    remarks.cells.push_back({"section " + section + ", key " + key +
-                                             ": not read; it is to be " + name});
+        for (const auto &[key, values] : std::map(keys.begin(), keys.end())) {
+            const char *meant = meantKey(key);
+            if (meant == nullptr) continue;
+            std::string remark = "section " + section;
+            remark.append(", key ").append(key).append(": not read; it is to be ");
+            remarks.cells.push_back({remark.append(meant)});
+        }
 }
 
 bool isOdd(const std::string &directory) {
