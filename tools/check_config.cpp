@@ -48,10 +48,13 @@ void remarkOnValues(const Rows &values, Rows &remarks) {
     }
 }
 
-// The key that this one would be if case did not matter, as it does; null where it is none.
-const char *meantKey(const std::string &key) {
-    for (const char *name : {"LowerDir", "UpperDir", "MergeDir", "Mode", "StageInitrd",
-                             "StageSystem", "PathPre", "Deploy"})
+// The section's key that this one would be if case did not matter, as it does; null: none.
+const char *meantKey(const std::string &section, const std::string &key) {
+    using Names = std::vector<const char *>;
+    const Names names = section == "General"   ? Names{"Mode", "Deploy"}
+                        : section == "Overlay" ? Names{"StageInitrd", "StageSystem", "PathPre"}
+                                               : Names{"LowerDir", "UpperDir", "MergeDir"};
+    for (const char *name : names)
         if (key != name && strcasecmp(key.c_str(), name) == 0) return name;
     return nullptr;
 }
@@ -59,7 +62,7 @@ const char *meantKey(const std::string &key) {
 void remarkOnKeys(const orvel::ConfigTree &tree, Rows &remarks) {
     for (const auto &[section, keys] : std::map(tree.begin(), tree.end()))
         for (const auto &[key, values] : std::map(keys.begin(), keys.end())) {
-            const char *meant = meantKey(key);
+            const char *meant = meantKey(section, key);
             if (meant == nullptr) continue;
             std::string remark = "section " + section;
             remark.append(", key ").append(key).append(": not read; it is to be ");
@@ -136,8 +139,8 @@ std::string readFile(const std::string &file, Rows &remarks) {
     struct stat status = {};
     if (stat(file.c_str(), &status) != 0) status.st_mode = S_IFREG;  // fopen will say why
     if (S_ISDIR(status.st_mode)) remarks.cells.push_back({"is a directory"});
-    // A pipe has been read by the library, and opening it once more might wait for ever.
-    if (!S_ISREG(status.st_mode)) return {};
+    // A pipe can be read once, and that is for the library to do.
+    if (!S_ISREG(status.st_mode) && !S_ISSOCK(status.st_mode)) return {};
     const orvel::File stream(std::fopen(file.c_str(), "re"));
     if (!stream) {
         remarks.cells.push_back({std::string("cannot be read: ") + std::strerror(errno)});
