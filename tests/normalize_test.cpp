@@ -166,7 +166,8 @@ TEST(EntryPoints, SurviveWhateverFails) {
                       noOverlay = "/var/overlay/usr-local/x|/var/y|";
     const auto isRefusal = [&](const std::string &answer) {
         const std::size_t failure = answer.find("\n3 # ");
-        return (answer.starts_with("null\n") && answer.find('\n', failure + 1) == answer.size() - 1) ||
+        return (failure != answer.npos && answer.starts_with("null\n") &&
+                answer.find('\n', failure + 1) == answer.size() - 1) ||
                (answer.find("\n3 processMountInfo: ") != answer.npos &&
                 noTable.starts_with(answer.substr(0, answer.find("\n"))));
     };
