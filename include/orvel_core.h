@@ -26,7 +26,8 @@ extern "C" {
    one without it gets none. level is 0 detail, 1 trace, 2 warning or 3 error;
    module is always 3, the pointers are always null; function and line say where
    in the library, and format is as printf(3) has it. Called by any thread that
-   is in the library; in C++ it has C linkage. */
+   is in the library. In C++ it has C linkage and, where it sees this header, no
+   noexcept. */
 #ifdef __GNUC__
 __attribute__((format(printf, 7, 8)))
 #endif
@@ -55,10 +56,10 @@ void orvel_log_v2(int32_t level, int32_t module, void *, void *,
    The result is at most 4096 bytes and its NUL, one byte more than PATH_MAX,
    malloc'ed and belongs to the caller, who releases it with free(). One that
    would be longer, or would hold a NUL from the configuration, is refused. May
-   be called from any number of threads, on a stack of PTHREAD_STACK_MIN (16
-   KiB) if the log function needs little; a (deferred) cancellation of the
-   thread waits until the call is over. The log function must return or throw,
-   not end the thread. */
+   be called from any number of threads, on a stack of 16 KiB (x86-64; glibc's
+   PTHREAD_STACK_MIN) if the log function needs little; a (deferred)
+   cancellation of the thread waits until the call is over. The log function
+   must return or throw, not end the thread. */
 char *pathNormalize(const char *path);
 
 /* What batchPathNormalize() gives: count strings, paths[i] being the
