@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "base/prefix.hpp"
 #include "include/orvel_core.hpp"
 
 namespace orvel {
@@ -19,13 +20,27 @@ constexpr std::size_t kMaxPartBytes = 256;
 
 // What exists without a link on the way is canonical; what does not exist stays as it is.
 std::string PathMemo::canonicalize(std::string path) {
+    if (isOfLastDevice(path))
+        return path.size() == lastDevice_.size() ? lastDeviceResolved_ : std::move(path);
     if (kindOf(path) == Kind::Unclear) return canonicalizePath(path);
     return path;
 }
 
 bool PathMemo::isBlockDevice(const std::string &path) {
+    if (isOfLastDevice(path)) return path.size() == lastDevice_.size();
     std::string ignoredReason;
-    return kindOf(path) != Kind::Absent && ::isBlockDevice(path, ignoredReason);
+    if (kindOf(path) == Kind::Absent || !::isBlockDevice(path, ignoredReason)) return false;
+    std::string resolved = canonicalize(path);
+    // Not by a link of /proc, whose text may lead to another file than the link does.
+    if (resolved == path || ::isBlockDevice(resolved, ignoredReason)) {
+        lastDeviceResolved_ = std::move(resolved);
+        lastDevice_ = path;
+    }
+    return true;
+}
+
+bool PathMemo::isOfLastDevice(const std::string &path) const {
+    return !lastDevice_.empty() && covers(lastDevice_, path);
 }
 
 PathMemo::Kind PathMemo::kindOf(const std::string &path) {

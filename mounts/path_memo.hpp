@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What one call has seen of the file system. The mounts are many and the directories and devices on
-// their paths few, so each of these is looked at once; where a path is out of the ordinary,
-// realpath() decides.
+// What one call has seen of the file system. The mounts are many and the directories on their paths
+// few, so each of these is looked at once, and the mounts that follow each other are often of one
+// device, so the last is remembered. Where a path is out of the ordinary, realpath() decides.
 #pragma once
 
 #include <functional>
@@ -30,12 +30,16 @@ private:
         using is_transparent = void;  // a part of a path is looked up without a copy
     };
 
+    // Whether path is the block device found last, or below it, where nothing exists.
+    bool isOfLastDevice(const std::string &path) const;
     static Kind lookAt(const char *path);
     Kind kindOf(const std::string &path);
     Kind kindOfPart(std::string_view path);
 
     std::unordered_map<std::string, Kind, Hash, std::equal_to<>> parts_;
-    std::string lastDirectory_ = "/";  // a plain one, with a slash at its end
+    std::string lastDirectory_ = "/";  // with a slash at its end
+    std::string lastDevice_;           // the block device found last, or empty
+    std::string lastDeviceResolved_;   // what canonicalize() makes of it
 };
 
 }  // namespace orvel

@@ -31,7 +31,7 @@ TEST(PathMemo, AgreesWithRealpath) {
     std::string deep;
     for (int i = 0; i < 60; ++i) deep += "/0123456789";
     at.run("mkdir -p d/e/f x..y ." + deep +
-           "; touch d/file; mknod block b 7 255; ln -s d link; ln -s ../d/e d/self;"
+           " blocks; touch d/file; mknod block b 7 255; ln -s block device; ln -s d link; ln -s ../d/e d/self;"
            " ln -s no gone; ln -s loop loop");
     orvel::PathMemo memo;
     const auto compare = [&](const std::string &path) {
@@ -39,12 +39,13 @@ TEST(PathMemo, AgreesWithRealpath) {
         const std::string name = trimTrailingSlash(path);
         std::string error;
         EXPECT_EQ(memo.isBlockDevice(name), isBlockDevice(name, error)) << name;
+        EXPECT_EQ(memo.canonicalize(name), canonicalizePath(name));
     };
-    for (const char *first :
-         {"", "/d", "/link", "/block", "/gone", "/loop", "/x..y", "//d", "/d/", "/no", "/.", "/d/..", deep.c_str()})
+    for (const char *path : {"", "/", "//", ".", "d", "/proc/self/exe", "/proc/self/root/proc"}) compare(path);
+    for (const char *first : {"", "/d", "/link", "/block", "/blocks", "/device", "/gone", "/loop", "/x..y", "//d",
+                              "/d/", "/no", "/.", "/d/..", deep.c_str()})
         for (const char *second : {"", "/e", "/self/f", "/file", "/file/..", "/e/.", "/e/..", "/self/../e", "/", "/no"})
             for (const char *third : {"", "/f", "/", "/..", "/x/y"}) compare(at.path() + first + second + third);
-    for (const char *path : {"", "/", "//", ".", "d", "/proc/self/exe", "/proc/self/root/proc"}) compare(path);
 }
 
 TEST(MountSource, BaseOfALongChainIsFound) {
