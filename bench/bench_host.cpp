@@ -50,10 +50,15 @@ std::vector<std::string> enterHost(const HostPlan &plan, const std::string &dire
     check(mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
     mountAt("tmpfs", directory, "tmpfs", 0);
     shell("cd " + directory +
-          "; mkdir sysroot; truncate -s 256M disk; mkfs.ext4 -q -N 60000 disk; mount -o loop disk sysroot");
+          "; mkdir sysroot; truncate -s 256M disk; mkfs.ext4 -q -N 60000 disk; mount -o loop disk sysroot;"
+          " ln -s $(findmnt --noheadings --output SOURCE sysroot) link");
     mountAt("/dev", directory + "/dev", nullptr, MS_BIND);
     mountAt("proc", directory + "/proc", "proc", 0);
     check(chroot(directory.c_str()) == 0 && chdir("/") == 0, "chroot");
+    if (plan.link) {
+        mountAt("/link", "/elsewhere", "ext4", 0);  // at /sysroot the kernel refuses the same device again
+        mountAt("/elsewhere", "/sysroot", nullptr, MS_MOVE);
+    }
     if (plan.slave) mountAt("", "/sysroot", nullptr, MS_SHARED);
 
     std::vector<std::string> paths;

@@ -40,9 +40,10 @@ constexpr HostPlan kHosts[] = {{"40, typical", 9, 27},
                                {"5000 binds", 4996},
                                {"10000 binds", 9996},
                                {"1000, 990 others", 6, 990},
-                               {"1000 apart", 996, 0, false, true},
-                               {"1000 slaves", 996, 0, true},
-                               {"3000 slaves", 2996, 0, true}};
+                               {.name = "1000 apart", .binds = 996, .apart = true},
+                               {.name = "1000 by a link", .binds = 995, .link = true},
+                               {.name = "1000 slaves", .binds = 996, .slave = true},
+                               {.name = "3000 slaves", .binds = 2996, .slave = true}};
 
 void require(bool condition, const char *what) {
     if (!condition) throw std::runtime_error(what);
