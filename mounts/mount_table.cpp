@@ -63,7 +63,8 @@ MountScan scanTable(libmnt_table *table) {
     orvel::PathMemo paths;
     const orvel::MountIterator iterator(mnt_new_iter(MNT_ITER_FORWARD));
     if (!iterator) throw std::bad_alloc();  // not an empty table
-    scan.sources.reserve(static_cast<std::size_t>(mnt_table_get_nents(table)));
+    // Twice the room: a lookup then seldom passes another mount on its way.
+    scan.sources.reserve(2 * static_cast<std::size_t>(mnt_table_get_nents(table)));
     libmnt_fs *fs = nullptr;
     // An error ends the walk as the end does; what was read until then is used.
     while (mnt_table_next_fs(table, iterator.get(), &fs) == 0) scanEntry(fs, paths, scan);
