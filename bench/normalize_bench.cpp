@@ -55,7 +55,7 @@ orvel::MountTable parsedTable() {
     return table;
 }
 
-// What nobody can do without: the table, one look at each target, one at each source.
+// The plain work: the table, one look at each target, one at each source.
 void lookAtEveryMount() {
     const orvel::MountTable table = parsedTable();
     const orvel::MountIterator iterator(mnt_new_iter(MNT_ITER_FORWARD));
