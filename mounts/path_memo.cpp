@@ -33,8 +33,9 @@ bool PathMemo::isBlockDevice(const std::string &path) {
     std::string resolved = canonicalize(path);
     // Not by a link of /proc, whose text may lead to another file than the link does.
     if (resolved == path || ::isBlockDevice(resolved, ignoredReason)) {
-        lastDeviceResolved_ = std::move(resolved);
+        parts_.insert_or_assign(path, Kind::Absent);  // nothing is below it
         lastDevice_ = path;
+        lastDeviceResolved_ = std::move(resolved);
     }
     return true;
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What one call has seen of the file system. The mounts are many and the directories on their paths
-// few, so each of these is looked at once, and the mounts that follow each other are often of one
-// device, so the last is remembered. Where a path is out of the ordinary, realpath() decides.
+// few, so each of these is looked at once; and a block device that was found has nothing below it.
+// Where a path is out of the ordinary, realpath() decides.
 #pragma once
 
 #include <functional>
@@ -21,9 +21,9 @@ public:
     bool isBlockDevice(const std::string &path);
 
 private:
-    // Plain: it exists, and no link is on the way. Absent: neither it nor anything below it exists.
-    // Unclear: links, dots or doubled slashes on the way, no permission, and all else that is not a
-    // plain absolute path.
+    // Plain: it exists, and no link is on the way. Absent: neither it nor anything below it exists;
+    // as a part of a path also a block device, by a link or not. Unclear: links, dots or doubled
+    // slashes on the way, no permission, and all else that is not a plain absolute path.
     enum class Kind { Plain, Absent, Unclear };
 
     struct Hash : std::hash<std::string_view> {

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The mount table reader: the functions for one mount, and real mounts.
+#include <fcntl.h>
+
+#include "base/handles.hpp"
 #include "mounts/path_memo.hpp"
 #include "tests/support/support.hpp"
 
@@ -32,7 +35,10 @@ TEST(PathMemo, AgreesWithRealpath) {
     for (int i = 0; i < 60; ++i) deep += "/0123456789";
     at.run("mkdir -p d/e/f x..y ." + deep +
            " blocks; touch d/file; mknod block b 7 255; ln -s block device; ln -s d link; ln -s ../d/e d/self;"
-           " ln -s no gone; ln -s loop loop");
+           " ln -s no gone; ln -s loop loop; cp -a block old; mkdir 'old (deleted)'; ln -s . 'old (deleted)/self'");
+    const orvel::Fd device(open((at / "old").c_str(), O_PATH | O_CLOEXEC));
+    at.run("rm old");  // the device's name is that of a directory now
+    const std::string byDescriptor = "/proc/self/fd/" + std::to_string(device.get());
     orvel::PathMemo memo;
     const auto compare = [&](const std::string &path) {
         EXPECT_EQ(memo.canonicalize(path), canonicalizePath(path));
@@ -42,6 +48,7 @@ TEST(PathMemo, AgreesWithRealpath) {
         EXPECT_EQ(memo.canonicalize(name), canonicalizePath(name));
     };
     for (const char *path : {"", "/", "//", ".", "d", "/proc/self/exe", "/proc/self/root/proc"}) compare(path);
+    for (const char *rest : {"", "/", "/self"}) compare(byDescriptor + rest);
     for (const char *first : {"", "/d", "/link", "/block", "/blocks", "/device", "/gone", "/loop", "/x..y", "//d",
                               "/d/", "/no", "/.", "/d/..", deep.c_str()})
         for (const char *second : {"", "/e", "/self/f", "/file", "/file/..", "/e/.", "/e/..", "/self/../e", "/", "/no"})
