@@ -50,14 +50,19 @@ std::vector<std::string> enterHost(const HostPlan &plan, const std::string &dire
     check(mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
     mountAt("tmpfs", directory, "tmpfs", 0);
     shell("cd " + directory +
-          "; mkdir sysroot; truncate -s 256M disk; mkfs.ext4 -q -N 60000 disk; mount -o loop disk sysroot;"
-          " ln -s $(findmnt --noheadings --output SOURCE sysroot) link");
+          "; mkdir sysroot; truncate -s 256M disk; mkfs.ext4 -q -N 60000 disk; mount -o loop disk sysroot");
+    if (plan.link)
+        shell("cd " + directory +
+              "; mkdir -p volumes/mapper boot; ln -s $(findmnt --noheadings --output SOURCE sysroot)"
+              " volumes/mapper/root; truncate -s 1M small; mkfs.ext2 -q small; mount -o loop small boot");
     mountAt("/dev", directory + "/dev", nullptr, MS_BIND);
     mountAt("proc", directory + "/proc", "proc", 0);
     check(chroot(directory.c_str()) == 0 && chdir("/") == 0, "chroot");
     if (plan.link) {
-        mountAt("/link", "/elsewhere", "ext4", 0);  // at /sysroot the kernel refuses the same device again
+        // At /sysroot the kernel refuses the same device again.
+        mountAt("/volumes/mapper/root", "/elsewhere", "ext4", 0);
         mountAt("/elsewhere", "/sysroot", nullptr, MS_MOVE);
+        mountAt("/boot", "/efi", nullptr, MS_BIND);  // so that /sysroot's is not the last device
     }
     if (plan.slave) mountAt("", "/sysroot", nullptr, MS_SHARED);
 

@@ -14,7 +14,7 @@ struct HostPlan {
     int others = 0;      // tmpfs and overlay mounts, in turn
     bool slave = false;  // whether the mounts are slaves of another namespace's, as a service manager makes them
     bool apart = false;  // whether each mount point has a directory of its own
-    bool link = false;   // whether the device is mounted by a link to it, as with LVM
+    bool link = false;   // whether the device is mounted by a link to it, as with LVM, and others after it
 };
 
 // Makes the host below directory and enters it for good, which ends with the process. The result are the storage paths
