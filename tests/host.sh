@@ -89,12 +89,14 @@ expect 0 '[\n  {"path":"\\ufffd","path_hex":"ff","normalized":"\\ufffd","normali
 # A configuration with all that a human would mind; one that the library does not take; and none.
 minds() { printf "orvel-path: '$work/conf': %s\n" "$@"; }
 printf '%s\n' '[General]' Mode=normal '[Overlay]' StageInitrd=/i '[a-N]' 'LowerDir=<stage>' '[b-N]' \
-    'LowerDir=<none>, <PathPre>/c' MergeDir=/m '[c-N]' UpperDir=/c lowerdir=/d MergeDir=/n > "$work/conf"
+    'LowerDir=<none>, <PathPre>/c' MergeDir=/m '[c-N]' UpperDir=/c,/tmproot/c lowerdir=/d MergeDir=/n > "$work/conf"
 expect 0 "General\tMode\tnormal\nOverlay\tStageInitrd\t/i\na-N\tLowerDir\t/i\nb-N\tLowerDir\t<none>\nb-N\tLowerDir\t/c
-b-N\tMergeDir\t/m\nc-N\tMergeDir\t/n\nc-N\tUpperDir\t/c\nc-N\tlowerdir\t/d\n\n/c\t/n\toverlay\tc-N\n<none>\t/m\toverlay\tb-N\n" "$(minds \
+b-N\tMergeDir\t/m\nc-N\tMergeDir\t/n\nc-N\tUpperDir\t/c\nc-N\tUpperDir\t/tmproot/c\nc-N\tlowerdir\t/d\n
+/c\t/n\toverlay\tc-N\n/tmproot/c\t/n\toverlay\tc-N\n<none>\t/m\toverlay\tb-N\n" "$(minds \
     'in section a-N MergeDir was not found or its value is empty' "section a-N maps nothing in mode 'normal'" \
     'section c-N, key lowerdir: not read; it is to be LowerDir' 'section b-N, key LowerDir: nothing replaces <none>' \
     '<PathPre> is replaced by nothing: section Overlay has no PathPre' 'directory /c is in several sections: b-N c-N; the last one counts' \
+    'directory /tmproot/c matches no path: /tmproot is read as /sysroot first' \
     'directory <none> should begin, but not end, with a slash')\n" --check-config "$work/conf" --stage initrd
 printf '\xef\xbb\xbf#\n[General]\r\n' > "$work/conf"
 expect 1 '' "$(minds 'not accepted: It was found that there was no section before the key-value pair' \
@@ -103,6 +105,7 @@ expect 1 '' "$(minds 'not accepted: It was found that there was no section befor
 expect 1 '{\n  "accepted": false,\n  "complaint": "open file /none failed.",\n  "values": [],\n  "mappings": [],
   "remarks": [\n    {\n      "remark": "cannot be read: No such file or directory"\n    }\n  ]\n}\n' '' --json --check-config /none
 expect 1 '/..\n' '' -q /..
+expect 2 '' 'orvel-path: --verbose excludes --quiet\n' -q -v /x
 
 # A terminal, and the completion.
 printf -v command '%q ' "$tool" --why $'/\e\xff\xc3\xa4\\'

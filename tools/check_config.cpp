@@ -79,6 +79,9 @@ void remarkOnEntries(const std::vector<Entry> &entries, Rows &remarks) {
     for (const Entry &entry : entries) {
         if (isOdd(entry.prefix)) odd.insert(entry.prefix);
         if (isOdd(entry.replacement) && entry.replacement != "/") odd.insert(entry.replacement);
+        if (entry.prefix.starts_with("/tmproot"))
+            remarks.cells.push_back({"directory " + entry.prefix +
+                                     " matches no path: /tmproot is read as /sysroot first"});
         if (entry.sections.size() < 2) continue;
         std::string text = "directory " + entry.prefix + " is in several sections:";
         for (const std::string &section : entry.sections) text += ' ' + section;
