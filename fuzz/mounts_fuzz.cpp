@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A mount table of arbitrary bytes, then a path through the core, against a slow and literal reading of the rules.
-// The input's lines: the path, then "target|source|root" of each mount. A source such as /b0 is a block device.
+// The input's lines: the path, then "target|source|root|type" of each mount. A source such as /b0 is a block device.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -15,7 +15,7 @@
 namespace {
 
 struct Mount {
-    std::string target, source, root;
+    std::string target, source, root, type;
 };
 std::vector<Mount> mounts;
 
@@ -52,6 +52,7 @@ orvel::PathMap backingPaths() {
     for (const Mount &mount : mounts) {
         const std::string mountPoint = canonicalizePath(trim(mount.target));
         if (!trim(mount.source).starts_with('/') || mountPoint.empty()) continue;
+        if (mount.type == "fuse" || mount.type.starts_with("fuse.")) continue;
         sources[mountPoint] = sourceOf(mount);
         if (isDevice(sourceOf(mount))) devices[sourceOf(mount)] = mountPoint;
     }
@@ -109,10 +110,11 @@ void require(bool condition, const std::string &what) {
 }  // namespace
 
 extern "C" int __wrap_mnt_table_parse_file(libmnt_table *table, const char *) {
-    for (const auto &[target, source, root] : mounts) {
+    for (const auto &[target, source, root, type] : mounts) {
         libmnt_fs *fs = mnt_new_fs();
         (void)(mnt_fs_set_target(fs, target.c_str()), mnt_fs_set_source(fs, source.c_str()));
-        (void)(mnt_fs_set_root(fs, root.c_str()), mnt_table_add_fs(table, fs));
+        (void)(mnt_fs_set_root(fs, root.c_str()), mnt_fs_set_fstype(fs, type.c_str()));
+        (void)mnt_table_add_fs(table, fs);
         mnt_unref_fs(fs);
     }
     return 0;
@@ -143,7 +145,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t siz
         Mount &mount = mounts.emplace_back();
         std::getline(fields, mount.target, '|');
         std::getline(fields, mount.source, '|');
-        std::getline(fields, mount.root);
+        std::getline(fields, mount.root, '|');
+        std::getline(fields, mount.type);
     }
 
     const orvel::PathMap expected = table();

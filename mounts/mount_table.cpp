@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <string_view>
 
 #include "base/log.hpp"
 #include "base/prefix.hpp"
@@ -31,11 +32,15 @@ bool parseTable(libmnt_table *table) {
     return mnt_table_parse_file(table, "/proc/self/mountinfo") == 0 && errno != ENOMEM;
 }
 
-// Whether the source is a path, judged by its text alone: a file system's name (overlay, proc) must
-// not be looked up in the working directory, and neither end of such a mount may be touched, since
-// a dead network mount would hang and an automount point would wake. A blank source is no path
-// either: joined with its root it would read "/", and every path of the system would be mapped.
+// Whether the source is a path, judged without a look at the file system: neither end of another
+// mount may be touched, since a dead network mount would hang and an automount point would wake.
+// - A file system's name (overlay, proc) is not looked up in the working directory.
+// - Any user may mount a FUSE file system with a source of his choice, so that is a name, too.
+// - A blank source joined with its root would read "/", and every path would be mapped.
 bool hasPathAsSource(libmnt_fs *fs) {
+    const char *type = mnt_fs_get_fstype(fs);
+    const std::string_view name = type != nullptr ? type : "";
+    if (name == "fuse" || name.starts_with("fuse.")) return false;  // "fuseblk" is root's
     const char *source = mnt_fs_get_source(fs);
     return source != nullptr && mnt_fs_get_root(fs) != nullptr &&
            source[std::strspn(source, " \t")] == '/';

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The mount table reader: the functions for one mount, and real mounts.
 #include <fcntl.h>
+#include <sys/socket.h>
+
+#include <ctime>
 
 #include "base/handles.hpp"
 #include "mounts/path_memo.hpp"
@@ -100,6 +103,46 @@ TEST(MountMappings, OfRealMounts) {
         if (mountPoint.starts_with(base)) actual.emplace(mountPoint, backingPath);
     EXPECT_EQ(support::takeLog(), "");
     EXPECT_EQ(actual, expected);
+}
+
+// What any user may mount in the name of others: "fusermount3 -o fsname=SOURCE". No server runs, and
+// the file systems last as long as the socket to which fusermount3 sends their descriptors.
+TEST(MountMappings, LeaveOutWhatUsersMount) {
+    SKIP_WITHOUT_ROOT();
+    if (std::system("test -c /dev/fuse && command -v fusermount3 > /dev/null") != 0)
+        GTEST_SKIP() << "no /dev/fuse or no fusermount3";
+    const support::PrivateMounts at;
+    int sockets[2], requests[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sockets) + pipe2(requests, O_NONBLOCK), 0);
+    // An automount point whose automounter, the process group of the parent, does not answer.
+    ASSERT_EQ(setpgid(0, 0), 0);
+    at.run("mkdir automatic");
+    const std::string options =
+        "direct,minproto=5,maxproto=5,fd=" + std::to_string(requests[1]) + ",pgrp=" + std::to_string(getppid());
+    ASSERT_EQ(mount("x", (at / "automatic").c_str(), "autofs", 0, options.c_str()), 0);
+    at.run("export _FUSE_COMMFD=" + std::to_string(sockets[1]) + R"(
+        mount_as_user() {
+            install -d -o 65534 "$2"
+            setpriv --reuid 65534 --regid 65534 --clear-groups fusermount3 -o fsname="$1" "$2"
+        }
+        mknod -m 666 fuse c 10 229; mount --bind fuse /dev/fuse  # as hosts have it
+        mkdir whole usr; truncate -s 2M disk; mkfs.ext2 -q disk; mount -o loop disk whole
+        mkdir whole/usr; mount --bind whole/usr usr
+        mount_as_user $(findmnt -no SOURCE whole) a
+        mount_as_user $PWD/usr b
+        mount_as_user $PWD/automatic/x c
+        deep=$PWD$(printf '/d%.0s' $(seq 2000)); mkdir -p $deep; cd $deep
+        for i in $(seq 100); do mount_as_user /x $i; done)");
+    alarm(20);  // for a call that waits for the automounter
+    const std::clock_t begin = std::clock();
+    PathMap actual;
+    for (const auto &[mountPoint, backingPath] : processMountInfo())
+        if (mountPoint.starts_with(at.path())) actual.emplace(mountPoint, backingPath);
+    ASSERT_EQ(actual.size(), 1U);
+    EXPECT_EQ(actual[at / "usr"], at / "whole/usr");
+    EXPECT_LT(std::clock() - begin, CLOCKS_PER_SEC / 2);
+    char ignored = 0;
+    EXPECT_EQ(read(requests[0], &ignored, 1), -1);
 }
 
 }  // namespace
