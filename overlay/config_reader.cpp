@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "base/handles.hpp"
+#include "base/log.hpp"
 #include "include/orvel_core.hpp"
 
 namespace orvel {
@@ -27,10 +28,10 @@ public:
         const ssize_t length = getline(&line, &capacity_, file_);
         const int error = errno;
         buffer_.reset(line);
+        // A failed read sets the stream's error flag and may leave a part of a line.
+        if (std::ferror(file_) != 0) return std::nullopt;
         if (length < 0) {
-            // A failed allocation sets errno but not the stream's error flag; a failed read sets
-            // the flag, and is an end like any other.
-            if (error == ENOMEM && std::ferror(file_) == 0) throw std::bad_alloc();
+            if (error == ENOMEM) throw std::bad_alloc();
             return std::nullopt;
         }
         std::string_view text(line, static_cast<std::size_t>(length));
@@ -44,20 +45,30 @@ private:
     std::size_t capacity_ = 0;
 };
 
-// A header alone stores nothing: a section comes to be with its first key.
-ConfigFault readKeyValue(const std::string &line, const std::string &section, RawTable &table) {
-    if (section.empty()) return ConfigFault::KeyOutsideSection;
+// A section exists only once it has a key.
+bool readKeyValue(const std::string &line, const std::string &section, RawTable &table) {
+    if (section.empty()) {
+        LOG_AS(kConfigCaller, Error,
+               "It was found that there was no section before the key-value pair");
+        return false;
+    }
     const std::size_t equals = line.find('=');
-    if (equals == std::string::npos) return ConfigFault::NoEqualsSign;
+    if (equals == std::string::npos) {
+        LOG_AS(kConfigCaller, Error, "Invalid key-value pairs were found");
+        return false;
+    }
     std::string key = trim(line.substr(0, equals));
-    if (key.empty()) return ConfigFault::EmptyKey;
+    if (key.empty()) {
+        LOG_AS(kConfigCaller, Error, "An empty key name was found");
+        return false;
+    }
     table[section].insert_or_assign(std::move(key), trim(line.substr(equals + 1)));
-    return ConfigFault::None;
+    return true;
 }
 
 }  // namespace
 
-ConfigFault readConfig(std::FILE *file, RawTable &table) {
+bool readConfig(std::FILE *file, RawTable &table) {
     LineReader lines(file);
     std::string section;
     while (const auto text = lines.next()) {
@@ -65,14 +76,16 @@ ConfigFault readConfig(std::FILE *file, RawTable &table) {
         if (line.empty()) continue;
         if (line.starts_with('[') && line.ends_with(']')) {
             section = line.substr(1, line.size() - 2);
-            if (section.empty()) return ConfigFault::EmptySectionName;
+            if (section.empty()) {
+                LOG_AS(kConfigCaller, Error, "An empty section name was found");
+                return false;
+            }
             std::replace(section.begin(), section.end(), '.', '/');
-        } else if (const ConfigFault fault = readKeyValue(line, section, table);
-                   fault != ConfigFault::None) {
-            return fault;
+        } else if (!readKeyValue(line, section, table)) {
+            return false;
         }
     }
-    return ConfigFault::None;
+    return true;
 }
 
 }  // namespace orvel

@@ -8,25 +8,15 @@
 
 namespace orvel {
 
-// Section -> key -> text of the value, in byte order, so that whoever walks it has a fixed order.
+// Section -> key -> text of the value, in byte order: a walk has the same order each time.
 using RawSection = std::map<std::string, std::string>;
 using RawTable = std::map<std::string, RawSection>;
 
-enum class ConfigFault {
-    None,
-    CannotOpen,
-    EmptySectionName,
-    KeyOutsideSection,
-    NoEqualsSign,
-    EmptyKey,
-    MissingSection,
-    EmptyPathPre,
-    EmptyValue,
-    EmptyList,
-};
+// The exported function that the log lines of the reader name.
+inline constexpr const char *kConfigCaller = "parseConfig";
 
-// Reads file to its end, or to the first faulty line, into table. A read error counts as the end;
-// memory exhaustion is std::bad_alloc, never an end.
-ConfigFault readConfig(std::FILE *file, RawTable &table);
+// Reads file to its end into table. False after a log line if a line is faulty. A read error ends
+// the reading as the end of the file does; a line that it cuts is dropped. Throws std::bad_alloc.
+bool readConfig(std::FILE *file, RawTable &table);
 
 }  // namespace orvel

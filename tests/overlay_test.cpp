@@ -6,6 +6,8 @@
 
 #include <map>
 
+#include "base/handles.hpp"
+#include "overlay/config_reader.hpp"
 #include "tests/support/support.hpp"
 
 namespace {
@@ -30,10 +32,10 @@ TEST(Strings, ReplaceVariablesOnceAndInByteOrder) {
     EXPECT_EQ(splitValues("a = /a: /b ,, /c, "), (std::vector<std::string>{"a = /a", "/b", "/c"}));
 }
 
-// What parsing a file leaves: the tree, as "section.key=a|b;" for every key in byte order, and the
-// log.
-std::string parseFile(const std::string &path, SystemStage stage = StageSystem) {
-    orvel::ConfigTree tree;
+// What parsing a file into a tree leaves: the tree, as "section.key=a|b;" for every key in byte
+// order, and the log.
+std::string parseFile(const std::string &path, SystemStage stage = StageSystem,
+                      orvel::ConfigTree tree = {}) {
     const bool accepted = parseConfig(path, stage, tree);
     std::map<std::string, std::string> sorted;
     for (const auto &[section, keys] : tree)
@@ -47,10 +49,11 @@ std::string parseFile(const std::string &path, SystemStage stage = StageSystem) 
     return left + log;
 }
 
-std::string parse(const std::string &text, SystemStage stage = StageSystem) {
+std::string parse(const std::string &text, SystemStage stage = StageSystem,
+                  const orvel::ConfigTree &tree = {}) {
     const int fd = memfd_create("conf", 0);
     EXPECT_EQ(write(fd, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    const std::string left = parseFile("/proc/self/fd/" + std::to_string(fd), stage);
+    const std::string left = parseFile("/proc/self/fd/" + std::to_string(fd), stage, tree);
     close(fd);
     return left;
 }
@@ -69,8 +72,29 @@ TEST(ParseConfig, AcceptsTheFormat) {
     const std::string longValue(100'000, 'v');
     EXPECT_EQ(parse(example), expected("/d/1.0"));
     EXPECT_EQ(parse(example, StageInitrd), expected("/i/d/1.0"));
+    EXPECT_EQ(parse(example, static_cast<SystemStage>(7)), expected("/d/1.0"));
+    EXPECT_EQ(parse(kGood + "[X] # its name\nx=1"), kGoodTree + "X.x=1;");
     EXPECT_EQ(parse(kGood + "[X]\n[ a]b ]\nx=<?>\r\n"), " a]b .x=<?>\r;" + kGoodTree);
     EXPECT_EQ(parse(kGood + "[z]\nx=" + longValue), kGoodTree + "z.x=" + longValue + ";");
+}
+
+TEST(ParseConfig, ReplacesSectionsOfTheTree) {
+    EXPECT_EQ(parse(kGood, StageSystem, {{"General", {{"Old", {"x"}}}}, {"A", {{"k", {"1"}}}}}),
+              "A.k=1;" + kGoodTree);
+}
+
+// A stream that fails after its first bytes, as of a disk with a bad block.
+TEST(ParseConfig, DropsALineThatAReadErrorCuts) {
+    const auto read = [](void *isRead, char *buffer, std::size_t) -> ssize_t {
+        errno = EIO;
+        if (std::exchange(*static_cast<bool *>(isRead), true)) return -1;
+        return std::snprintf(buffer, 100, "[a]\nwhole=/usr/local\ncut=/usr/lo");
+    };
+    bool isRead = false;
+    const orvel::File file(fopencookie(&isRead, "r", {read, nullptr, nullptr, nullptr}));
+    orvel::RawTable table;
+    EXPECT_TRUE(orvel::readConfig(file.get(), table));
+    EXPECT_EQ(table, orvel::RawTable({{"a", {{"whole", "/usr/local"}}}}));
 }
 
 TEST(ParseConfig, ComplainsOnceAndSaysWhatIsLeft) {
