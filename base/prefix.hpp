@@ -60,7 +60,8 @@ public:
     PrefixIndex &operator=(const PrefixIndex &) = delete;
 
     // The entry with the longest prefix that path begins with, as plain text, and that
-    // accept(entry) takes; null where there is none.
+    // accept(entry) takes; null if there is none. accept is asked only of entries whose prefix path
+    // begins with, the longest one first.
     template <class Accept>
     const Entry *longest(std::string_view path, const Accept &accept) const {
         const auto behind =
