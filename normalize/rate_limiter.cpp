@@ -29,9 +29,17 @@ std::int64_t steadyNowNs() {
     return duration_cast<nanoseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-// The library's only state, full from the time of loading.
+// The library's only state. It is full before any code runs: a call that comes before loading is
+// over takes its token for good.
 constinit std::mutex mutex;
-TokenBucket bucket(steadyNowNs());
+constinit TokenBucket bucket(0);
+
+bool startBucket() {
+    const std::lock_guard lock(mutex);
+    bucket.start(steadyNowNs());
+    return true;
+}
+[[maybe_unused]] const bool isStarted = startBucket();
 
 // A child that is forked while another thread holds the lock would wait for it for ever, so it
 // begins with the lock free. Not taken before the fork: a signal handler that forks on top of its

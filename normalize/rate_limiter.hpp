@@ -13,6 +13,9 @@ class TokenBucket {
 public:
     explicit constexpr TokenBucket(std::int64_t nowNs) : lastRefillNs_(nowNs) {}
 
+    // Refills from now on; the tokens stay.
+    void start(std::int64_t nowNs) { lastRefillNs_ = nowNs; }
+
     // Takes a token; false, with nothing changed, when there is none.
     bool take(std::int64_t nowNs);
 
