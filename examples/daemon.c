@@ -1,9 +1,11 @@
 /* SPDX-License-Identifier: MIT */
-/* A host in C: reads paths from standard input, one a line, and answers each with the path under
-   which the running system shows the file; the library's messages go to syslog.
+/* A service in C: reads paths from standard input, one a line, and answers each with the path under
+   which the running system shows the file. A path that the library refuses gets an empty line. The
+   library's messages go to syslog.
        cc daemon.c $(pkg-config --cflags --libs orvel_core) -o daemon */
 #define _POSIX_C_SOURCE 200809L
 #include <ctype.h>
+#include <errno.h>
 #include <orvel_core.h>
 #include <stdarg.h>
 #include <stdint.h>
@@ -11,6 +13,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <syslog.h>
+#include <time.h>
 
 /* The library finds this function by its name. A message holds what a caller gave as a path, so
    whatever could pass for a line of its own is made harmless. */
@@ -30,14 +33,17 @@ void orvel_log_v2(int32_t level, int32_t module, void *reserved1, void *reserved
     syslog(priorities[level & 3], "%s:%d: %s", function, (int)line, text);
 }
 
-/* The library refuses a path by NULL, also when it is asked too often. The path that was given is
-   then the best one there is. One with a NUL byte inside would reach it as another path. */
+/* Waits for a token if this program has asked too often. A program that decides by path must not
+   go on with a path that the library has refused. A path with a NUL byte inside would reach the
+   library as another path. */
 static void answer(const char *given, size_t length) {
-    char *normalized = strlen(given) == length ? pathNormalize(given) : NULL;
+    const struct timespec one_token = {0, 10000000};
+    char *normalized = NULL;
 
-    (void)fwrite(normalized ? normalized : given, 1, normalized ? strlen(normalized) : length,
-                 stdout);
-    (void)putchar('\n');
+    while (strlen(given) == length && (normalized = pathNormalize(given)) == NULL &&
+           errno == EAGAIN)
+        (void)nanosleep(&one_token, NULL);
+    (void)puts(normalized ? normalized : "");
     free(normalized);
 }
 

@@ -34,9 +34,9 @@ __attribute__((format(printf, 7, 8)))
 void orvel_log_v2(int32_t level, int32_t module, void *, void *,
                   const char *function, int32_t line, const char *format, ...);
 
-/* The normalised form of path, or NULL; the log says why it is NULL, in
-   exactly one line. A caller that gets NULL goes on with the path it has or,
-   where it must not be evaded, refuses it.
+/* The normalised form of path, or NULL with errno set and one line in the log
+   that says why. On NULL, use the original path; a security check should refuse
+   it instead.
 
    path has 1 to 4095 bytes and no component "." or "..". A relative path, a
    lone "." among them, and "/" come back unchanged, without a look at the
@@ -53,13 +53,22 @@ void orvel_log_v2(int32_t level, int32_t module, void *, void *,
    100 tokens at most, refilled by one every 10 milliseconds. With the bucket
    empty the call is refused.
 
+   errno after NULL, of this function and of batchPathNormalize():
+     EAGAIN        the bucket is empty: wait 10 milliseconds
+     EINVAL        a path is NULL, empty or has dot components; no array, count 0
+     E2BIG         count is more than 1000
+     ENAMETOOLONG  a path or a result is too long
+     EILSEQ        a result holds a NUL byte, from the configuration file
+     ENOMEM        memory ran out
+     EIO           all else, such as a log function that throws
+
    The result is at most 4096 bytes and its NUL, one byte more than PATH_MAX,
-   malloc'ed and belongs to the caller, who releases it with free(). One that
-   would be longer, or would hold a NUL from the configuration, is refused. May
-   be called from any number of threads, on a stack of 16 KiB (x86-64; glibc's
-   PTHREAD_STACK_MIN) if the log function needs little; a (deferred)
+   malloc'ed and belongs to the caller, who releases it with free().
+
+   May be called from any number of threads, on a stack of 16 KiB (x86-64;
+   glibc's PTHREAD_STACK_MIN) if the log function needs little; a (deferred)
    cancellation of the thread waits until the call is over. The log function
-   must return or throw, not end the thread. */
+   must return or throw; it must not call pthread_exit(). */
 char *pathNormalize(const char *path);
 
 /* What batchPathNormalize() gives: count strings, paths[i] being the
@@ -69,9 +78,9 @@ typedef struct {
     size_t count;
 } path_normalize_result_t;
 
-/* The normalised forms of count paths (1 to 1000), or NULL; the log says why,
-   in exactly one line. All or nothing: one path that pathNormalize() would
-   refuse, a NULL among them, or one failure refuses the whole batch.
+/* The normalised forms of count paths (1 to 1000), or NULL with errno set as by
+   pathNormalize() and one line in the log. The batch fails as a whole if one
+   path is NULL, would be refused by pathNormalize(), or fails.
 
    The mount table and the configuration are read once for the whole batch,
    and the batch takes one token of the bucket, whatever its size.

@@ -19,49 +19,49 @@ using Paths = std::vector<std::string>;
 
 constexpr const char *kCaller = "batchPathNormalize";
 
-// Checks the caller's paths and copies them to inputs; false after a log line.
-bool collectInputs(const char *const *paths, std::size_t count, Paths &inputs) {
+// Checks the caller's paths and copies them to inputs. 0, or an errno after a log line.
+int collectInputs(const char *const *paths, std::size_t count, Paths &inputs) {
     inputs.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
         const char *path = paths[i];
         if (path == nullptr) {
             LOG_AS(kCaller, Error, "the %zu-th input path is nullptr", i);
-            return false;
+            return EINVAL;
         }
         if (*path == '\0') {
             LOG_AS(kCaller, Error, "the %zu-th input path is empty", i);
-            return false;
+            return EINVAL;
         }
-        // Dots before length: a path that fails both is told by its dots.
+        // Dots before length: a path that fails both checks is reported for its dots.
         std::string input(path);
         if (containsDotComponents(input)) {
             LOG_AS(kCaller, Warning, "the %zu-th input path contains dot components (. or ..): %s",
                    i, path);
-            return false;
+            return EINVAL;
         }
         if (input.size() > orvel::kMaxInputBytes) {
             LOG_AS(kCaller, Error, "the %zu-th input path exceeds maximum length: %s", i, path);
-            return false;
+            return ENAMETOOLONG;
         }
         inputs.push_back(std::move(input));
         LOG_AS(kCaller, Trace, "the %zu-th input path: %s", i, path);
     }
-    return true;
+    return 0;
 }
 
-// Copies the results into a record for the caller; null after a log line.
+// Copies the results into a record for the caller. Null with errno set after a log line.
 Record makeRecord(const Paths &inputs, const Paths &results) {
     const std::size_t count = results.size();
     Record record(static_cast<path_normalize_result_t *>(std::malloc(sizeof(*record))));
     if (!record) {
         LOG_AS(kCaller, Error, "malloc failed for path_normalize_result_t");
-        return nullptr;
+        return orvel::refuse(ENOMEM);
     }
     *record = {nullptr, 0};  // complete enough to be released from here on
     record->paths = static_cast<char **>(std::malloc(count * sizeof(char *)));
     if (record->paths == nullptr) {
         LOG_AS(kCaller, Error, "malloc failed for paths array, count: %zu", count);
-        return nullptr;
+        return orvel::refuse(ENOMEM);
     }
     (void)memset_s(record->paths, orvel::kMaxBatchPaths * sizeof(char *), 0,
                    count * sizeof(char *));  // cannot fail: it fits
@@ -69,18 +69,23 @@ Record makeRecord(const Paths &inputs, const Paths &results) {
     for (std::size_t i = 0; i < count; ++i) {
         if (results[i].empty()) {
             LOG_AS(kCaller, Error, "the %zu-th normalized path is empty", i);
-            return nullptr;
+            return orvel::refuse(EIO);
         }
         if (results[i].size() > orvel::kMaxResultBytes) {
             LOG_AS(kCaller, Error, "the %zu-th normalized path is too long: %s", i,
                    inputs[i].c_str());
-            return nullptr;
+            return orvel::refuse(ENAMETOOLONG);
+        }
+        if (orvel::hasNul(results[i])) {
+            LOG_AS(kCaller, Error, "the %zu-th normalized path contains a NUL byte: %s", i,
+                   inputs[i].c_str());
+            return orvel::refuse(EILSEQ);
         }
         record->paths[i] = orvel::copyResult(results[i]).release();
         if (record->paths[i] == nullptr) {
             LOG_AS(kCaller, Error, "malloc failed for the %zu-th normalized path, length: %zu", i,
                    results[i].size() + 1);
-            return nullptr;
+            return orvel::refuse(ENOMEM);
         }
         LOG_AS(kCaller, Detail, "the %zu-th normalized path: %s", i, record->paths[i]);
     }
@@ -95,30 +100,30 @@ extern "C" path_normalize_result_t *batchPathNormalize(const char *const *paths,
     try {
         if (!orvel::checkRateLimit()) {
             LOG(Warning, "pathNormalize call rate limit exceeded, rejecting request");
-            return nullptr;
+            return orvel::refuse(EAGAIN);
         }
         if (paths == nullptr) {
             LOG(Error, "input paths pointer is nullptr");
-            return nullptr;
+            return orvel::refuse(EINVAL);
         }
         if (count == 0) {
             LOG(Error, "input paths count is 0");
-            return nullptr;
+            return orvel::refuse(EINVAL);
         }
         if (count > orvel::kMaxBatchPaths) {
             LOG(Error, "input paths count %zu exceeds maximum allowed %zu", count,
                 orvel::kMaxBatchPaths);
-            return nullptr;
+            return orvel::refuse(E2BIG);
         }
         LOG(Trace, "start batch path normalize, total count: %zu", count);
         Paths inputs;
-        if (!collectInputs(paths, count, inputs)) return nullptr;
+        if (const int error = collectInputs(paths, count, inputs)) return orvel::refuse(error);
         // The one look at the system for all of them.
         const Paths results = _batchPathNormalize(inputs);
         if (results.size() != count) {
             LOG(Error, "batch normalize result count mismatch, input: %zu, result: %zu", count,
                 results.size());
-            return nullptr;
+            return orvel::refuse(EIO);
         }
         Record record = makeRecord(inputs, results);
         if (!record) return nullptr;
@@ -126,12 +131,13 @@ extern "C" path_normalize_result_t *batchPathNormalize(const char *const *paths,
         return record.release();
     } catch (const std::exception &error) {
         LOG(Error, "catch std exception, error: %s, input count: %zu", error.what(), count);
+        return orvel::refuse(orvel::errorOf(error));
     } catch (...) {
         LOG(Error, "catch unknown exception, input count: %zu", count);
     }
-    return nullptr;
+    return orvel::refuse(EIO);
 } catch (...) {
-    return nullptr;
+    return orvel::refuse(EIO);
 }
 
 // No exception can arise here, and no log line is written.

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
-// What the two C entry points share: their limits, and the way of a result into memory that a C
-// caller can free.
+// What the two C entry points share: their limits, errno of a refusal, and the copy of a result
+// that a C caller can free.
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
-#include <stdexcept>
+#include <exception>
+#include <new>
 #include <string>
 
 #include "base/bounded.hpp"
@@ -17,11 +19,23 @@ inline constexpr std::size_t kMaxInputBytes = 4095;
 inline constexpr std::size_t kMaxResultBytes = 4096;
 inline constexpr std::size_t kMaxBatchPaths = 1000;
 
-// A copy of path (at most kMaxResultBytes) for the caller to free; null where malloc fails. A NUL
-// inside, which only a configuration file can bring in, throws: the caller would read another path.
+// The null result of a refusal. To be called after its log line, which may change errno.
+inline std::nullptr_t refuse(int error) {
+    errno = error;
+    return nullptr;
+}
+
+inline int errorOf(const std::exception &exception) {
+    return dynamic_cast<const std::bad_alloc *>(&exception) != nullptr ? ENOMEM : EIO;
+}
+
+// As a C string, such a result would be another path. Only a configuration file can bring it about.
+inline bool hasNul(const std::string &path) {
+    return path.find('\0') != std::string::npos;
+}
+
+// A copy of path (at most kMaxResultBytes) for the caller to free; null if malloc fails.
 inline MallocString copyResult(const std::string &path) {
-    if (path.find('\0') != std::string::npos)
-        throw std::domain_error("the normalized path contains a NUL byte");
     MallocString copy(static_cast<char *>(std::malloc(path.size() + 1)));
     if (!copy) return copy;
     (void)memcpy_s(copy.get(), kMaxResultBytes, path.data(), path.size());  // cannot fail: it fits

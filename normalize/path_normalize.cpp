@@ -23,11 +23,11 @@ extern "C" char *pathNormalize(const char *path) try {
         // Before anything else: a call with a bad argument costs its token too.
         if (!orvel::checkRateLimit()) {
             LOG(Warning, "pathNormalize call rate limit exceeded, rejecting request");
-            return nullptr;
+            return orvel::refuse(EAGAIN);
         }
         if (path == nullptr || *path == '\0') {
             LOG(Error, "input path is invalid (null or empty)");
-            return nullptr;
+            return orvel::refuse(EINVAL);
         }
         // One copy serves the check, the length and the core; that it may fail is the guard's
         // business.
@@ -35,26 +35,30 @@ extern "C" char *pathNormalize(const char *path) try {
         if (containsDotComponents(input)) {
             LOG(Warning,
                 "input path contains dot components (. or ..), returning original path: %s", path);
-            return nullptr;
+            return orvel::refuse(EINVAL);
         }
         LOG(Trace, "input path : %s", path);
         if (input.size() > orvel::kMaxInputBytes) {
             LOG(Error, "input path is too long: %s", path);
-            return nullptr;
+            return orvel::refuse(ENAMETOOLONG);
         }
         const std::string normalized = _pathNormalize(input);
         if (normalized.empty()) {
             LOG(Error, "result length is 0,  %s", path);
-            return nullptr;
+            return orvel::refuse(EIO);
         }
         if (normalized.size() > orvel::kMaxResultBytes) {
             LOG(Error, "result path is too long: %s", path);
-            return nullptr;
+            return orvel::refuse(ENAMETOOLONG);
+        }
+        if (orvel::hasNul(normalized)) {
+            LOG(Error, "result path contains a NUL byte: %s", path);
+            return orvel::refuse(EILSEQ);
         }
         orvel::MallocString result = orvel::copyResult(normalized);
         if (!result) {
             LOG(Error, "malloc failed.");
-            return nullptr;
+            return orvel::refuse(ENOMEM);
         }
         // The log function may throw; until it has returned, the copy is still ours.
         LOG(Trace, "return path : %s", result.get());
@@ -62,10 +66,11 @@ extern "C" char *pathNormalize(const char *path) try {
     } catch (const std::exception &error) {
         LOG(Error, "pathNormalize: catch std exception, error: %s, input path: %s", error.what(),
             printable(path));
+        return orvel::refuse(orvel::errorOf(error));
     } catch (...) {
         LOG(Error, "pathNormalize: catch unknown exception, input path: %s", printable(path));
     }
-    return nullptr;
+    return orvel::refuse(EIO);
 } catch (...) {
-    return nullptr;
+    return orvel::refuse(EIO);
 }

@@ -15,7 +15,7 @@ export LD_LIBRARY_PATH=${library%/*} PKG_CONFIG_PATH=${library%/*}/pkgconfig
 mapfile -t flags < <(echo "$CFLAGS $(pkg-config --cflags --libs orvel_core)" | xargs printf '%s\n')
 "$CC" -std=c99 -Wall -Wextra -Wpedantic -Werror "$2/daemon.c" "${flags[@]}" -o "$work/daemon"
 printf '/var/tmp/x\n/a\r/../b\na\0b\n\nrelative' | "$work/daemon" > "$work/out" 2> "$work/messages"
-cmp "$work/out" <(printf '/tmp/x\n/a\r/../b\na\0b\n\nrelative\n')
+cmp "$work/out" <(printf '/tmp/x\n\n\n\nrelative\n') # a refused path has an empty line
 [ "$(grep -cE '^orvel-daemon.*: (/a\?/\.\./b|input path is invalid .*)$' "$work/messages")" = 2 ]
 
 cmake -S "$2" -B "$work/examples" -D CMAKE_PREFIX_PATH="$work/usr" > "$work/out"

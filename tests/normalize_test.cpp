@@ -70,7 +70,8 @@ TEST(Core, AppliesItsRulesInOrder) {
     const std::string longest = "/sysroot/os/var/" + std::string(4096 - 16, 'x');
     orvel::MappingList rows = pairs(
         "/tmproot/os/var/lib -> /var/lib  /tmprootx -> /sysrootx  /var/opt/ -> /opt/  /sysroot/os/var/tmp/a -> /tmp/a"
-        "  /var/srv/a -> /srv/a  /var/mnt/a -> /mnt/a  /var/tmp -> /var/tmp  /var/tmpx/ -> /var/tmpx/");
+        "  /var/srv/a -> /srv/a  /var/mnt/a -> /mnt/a  /var/tmp -> /var/tmp  /var/tmpx/ -> /var/tmpx/"
+        "  /sysroot/os/varx -> /sysroot/os/varx");
     rows.emplace_back(longest, longest.substr(11));
     const std::size_t looks = rows.size();
     for (const std::string &alone : {std::string(), std::string("/"), std::string("var/tmp/a"), longest + "x"})
@@ -88,16 +89,17 @@ TEST(Core, AppliesItsRulesInOrder) {
 
 using Record = std::unique_ptr<path_normalize_result_t, orvel::Releaser<freeBatchPathNormalize>>;
 
-// What a caller gets, "path|path|" or "null", followed by the lines logged, shortened: "#" stands
-// for the entry point's name.
+// What a caller gets, "path|path|" or "null ERRNO", followed by the lines logged, shortened: "#"
+// instead of the entry point's name.
 std::string ask(const std::vector<const char *> &paths, bool batch) {
     const orvel::MallocString single(batch ? nullptr : pathNormalize(paths[0]));
     const Record record(batch ? batchPathNormalize(paths.data(), paths.size()) : nullptr);
+    const int error = errno;
     const support::Unfailing unfailing;
     std::string answer;
     if (single) answer = single.get() + std::string("|");
     for (std::size_t i = 0; record && i < paths.size(); ++i) answer.append(record->paths[i]).append("|");
-    answer = (answer.empty() ? "null" : answer) + "\n" + takeLog();
+    answer = (answer.empty() ? std::string("null ") + strerrorname_np(error) : answer) + "\n" + takeLog();
     const std::string name = batch ? "batchPathNormalize: " : "pathNormalize: ";
     for (std::size_t at = 0; (at = answer.find(name, at)) != answer.npos; at += 2)
         answer.replace(at, name.size(), "# ");
@@ -112,16 +114,16 @@ TEST(EntryPoints, LogEveryStepOfTheirWay) {
     const std::string input = "/" + std::string(4094, 'i'), tooLong = input + "i";
     const auto in = [](const std::string &path) { return "1 # input path : " + path + "\n"; };
     const auto out = [](const std::string &path) { return "1 # return path : " + path + "\n"; };
-    const std::string invalid = "null\n3 # input path is invalid (null or empty)\n";
+    const std::string invalid = "null EINVAL\n3 # input path is invalid (null or empty)\n";
     const std::pair<const char *, std::string> single[] = {
         {nullptr, invalid},
         {"", invalid},
-        {"/..", "null\n2 # input path contains dot components (. or ..), returning original path: /..\n"},
+        {"/..", "null EINVAL\n2 # input path contains dot components (. or ..), returning original path: /..\n"},
         {"/l/%s", merged + "/%s|\n" + in("/l/%s") + kLook + out(merged + "/%s")},
         {input.c_str(), input + "|\n" + in(input) + kLook + out(input)},
-        {tooLong.c_str(), "null\n" + in(tooLong) + "3 # input path is too long: " + tooLong + "\n"},
+        {tooLong.c_str(), "null ENAMETOOLONG\n" + in(tooLong) + "3 # input path is too long: " + tooLong + "\n"},
         {fits.c_str(), merged + fits.substr(2) + "|\n" + in(fits) + kLook + out(merged + fits.substr(2))},
-        {over.c_str(), "null\n" + in(over) + kLook + "3 # result path is too long: " + over + "\n"},
+        {over.c_str(), "null ENAMETOOLONG\n" + in(over) + kLook + "3 # result path is too long: " + over + "\n"},
     };
     for (const auto &[path, expected] : single) EXPECT_EQ(ask({path}, false), expected);
 
@@ -130,29 +132,42 @@ TEST(EntryPoints, LogEveryStepOfTheirWay) {
     const std::pair<const char *, std::string> second[] = {
         {"b", merged + "/a|b|\n" + begin + "1 # the 1-th input path: b\n" + looked +
                   "0 # the 1-th normalized path: b\n1 # batch path normalize success, total count: 2\n"},
-        {nullptr, "null\n" + begin + "3 # the 1-th input path is nullptr\n"},
-        {"", "null\n" + begin + "3 # the 1-th input path is empty\n"},
-        {"/..", "null\n" + begin + "2 # the 1-th input path contains dot components (. or ..): /..\n"},
-        {tooLong.c_str(), "null\n" + begin + "3 # the 1-th input path exceeds maximum length: " + tooLong + "\n"},
-        {over.c_str(), "null\n" + begin + "1 # the 1-th input path: " + over + "\n" + looked +
+        {nullptr, "null EINVAL\n" + begin + "3 # the 1-th input path is nullptr\n"},
+        {"", "null EINVAL\n" + begin + "3 # the 1-th input path is empty\n"},
+        {"/..", "null EINVAL\n" + begin + "2 # the 1-th input path contains dot components (. or ..): /..\n"},
+        {tooLong.c_str(), "null ENAMETOOLONG\n" + begin + "3 # the 1-th input path exceeds maximum length: " + tooLong + "\n"},
+        {over.c_str(), "null ENAMETOOLONG\n" + begin + "1 # the 1-th input path: " + over + "\n" + looked +
                            "3 # the 1-th normalized path is too long: " + over + "\n"},
     };
     for (const auto &[path, expected] : second) EXPECT_EQ(ask({"/l/a", path}, true), expected);
-    EXPECT_EQ(ask({}, true), "null\n3 # input paths pointer is nullptr\n");
+    EXPECT_EQ(ask({}, true), "null EINVAL\n3 # input paths pointer is nullptr\n");
     EXPECT_EQ(ask(std::vector<const char *>(1001, "b"), true),
-              "null\n3 # input paths count 1001 exceeds maximum allowed 1000\n");
+              "null E2BIG\n3 # input paths count 1001 exceeds maximum allowed 1000\n");
     EXPECT_TRUE(ask(std::vector<const char *>(1000, "b"), true).starts_with("b|b|"));
     const char *const path = "/a";
+    errno = 0;
     EXPECT_EQ(batchPathNormalize(&path, 0), nullptr);
+    EXPECT_EQ(errno, EINVAL);
     EXPECT_EQ(takeLog(), "3 batchPathNormalize: input paths count is 0\n");
 }
 
 TEST(EntryPoints, NeverHandOutWhatACallerWouldMisread) {
     SKIP_WITHOUT_ROOT();
     const ConfiguredRoot root("/l", std::string("/m\0x", 4));  // cut at its NUL it is another path
-    const std::string error = "catch std exception, error: the normalized path contains a NUL byte, input ";
-    EXPECT_TRUE(ask({"/l/a"}, false).ends_with("3 # # " + error + "path: /l/a\n"));
-    EXPECT_TRUE(ask({"/l/a"}, true).ends_with("3 # " + error + "count: 1\n"));
+    EXPECT_EQ(ask({"/l/a"}, false), "null EILSEQ\n1 # input path : /l/a\n" + kLook +
+                                        "3 # result path contains a NUL byte: /l/a\n");
+    const std::string answer = ask({"a", "/l/a"}, true);
+    EXPECT_TRUE(answer.starts_with("null EILSEQ\n")) << answer;
+    EXPECT_TRUE(answer.ends_with("3 # the 1-th normalized path contains a NUL byte: /l/a\n"))
+        << answer;
+}
+
+TEST(EntryPoints, AreRefusedWithAnEmptyBucket) {
+    while (orvel::checkRateLimit()) continue;
+    const std::string refusal =
+        "null EAGAIN\n2 # pathNormalize call rate limit exceeded, rejecting request\n";
+    EXPECT_EQ(ask({nullptr}, false), refusal);
+    EXPECT_EQ(ask({}, true), refusal);
 }
 
 // With a mount table and a configuration to read.
@@ -166,7 +181,7 @@ TEST(EntryPoints, SurviveWhateverFails) {
                       noOverlay = "/var/overlay/usr-local/x|/var/y|";
     const auto isRefusal = [&](const std::string &answer) {
         const std::size_t failure = answer.find("\n3 # ");
-        return (failure != answer.npos && answer.starts_with("null\n") &&
+        return (failure != answer.npos && answer.starts_with("null ENOMEM\n") &&
                 answer.find('\n', failure + 1) == answer.size() - 1) ||
                (answer.find("\n3 processMountInfo: ") != answer.npos &&
                 noTable.starts_with(answer.substr(0, answer.find("\n"))));
@@ -180,7 +195,7 @@ TEST(EntryPoints, SurviveWhateverFails) {
         {"mnt_new_table", noTable, "3 processMountInfo: The libmount table cannot be initialized\n"},
         {"mnt_table_parse_file", noTable, "3 processMountInfo: Unable to parse /proc/self/mountinfo\n"},
         {"mnt_table_next_fs", noTable, ""},
-        {"mnt_new_iter", "null", "3 # catch std exception, error: std::bad_alloc, input count: 2\n"},
+        {"mnt_new_iter", "null ENOMEM", "3 # catch std exception, error: std::bad_alloc, input count: 2\n"},
         {"realpath", "/usr/local/x|/var/y|", ""},
         {"fopen", noOverlay, "2 parseConfig: open file /ostree/pkgs/system-ovl.conf failed.\n"},
     };

@@ -4,6 +4,7 @@
 // all, since it does not tell which path it was. The limiter's refusals are waited out.
 #include "tools/inquiry.hpp"
 
+#include <cerrno>
 #include <chrono>
 #include <memory>
 #include <thread>
@@ -25,9 +26,9 @@ auto withPatience(const Call &call, std::string &reason) {
     while (true) {
         (void)takeRefusal();  // what an earlier call left
         auto result = call();
+        const int error = errno;
         reason = takeRefusal();
-        if (result || reason != "pathNormalize call rate limit exceeded, rejecting request")
-            return result;
+        if (result || error != EAGAIN) return result;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));  // one token's time
     }
 }
