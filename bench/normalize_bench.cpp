@@ -25,7 +25,7 @@ namespace {
 
 using bench::HostPlan;
 
-enum Measure { Parse, Floor, Mappings, OneCall, Batch, LibmountAlone, Plain, kMeasures };
+enum Measure { Parse, Floor, Mappings, OneCall, Batch, LibmountAlone, Plain, ManyPaths, KeptList, kMeasures };
 
 // What a child process tells of its host.
 struct Result {
@@ -33,6 +33,8 @@ struct Result {
     double overFloor, batchOverCall, callOverLibmount;  // medians of each round's own ratio
     long tableKiB, callKiB;  // what is needed at most, for libmount's own table and for a call
 };
+
+constexpr int kManyPaths = 100'000, kKeptPaths = 10'000;
 
 constexpr HostPlan kHosts[] = {{"40, typical", 9, 27},
                                {"100 binds", 96},
@@ -120,6 +122,8 @@ Result measure(const std::vector<std::string> &storagePaths) {
         paths.push_back("/usr/lib/x86_64-linux-gnu/libexample.so.1");
         paths.push_back(storagePaths[i * storagePaths.size() / 500].c_str());
     }
+    std::vector<std::string> many;
+    orvel::MappingList kept;
     const std::function<void()> measures[kMeasures] = {
         [] { (void)parsedTable(); },
         lookAtEveryMount,
@@ -132,12 +136,18 @@ Result measure(const std::vector<std::string> &storagePaths) {
         },
         [&] { askLibmount(paths[1]); },
         [] { require(!bench::plainMountTable().empty(), "plain form"); },
+        [&] { require(_batchPathNormalize(many).back() != many.back(), "many paths"); },
+        [&] {
+            for (int i = 0; i < kKeptPaths; ++i) (void)checkBindMountPoint(kept, many[i]);
+        },
     };
     Result result = {};
     result.tableKiB = peakKiB(measures[Parse]);
     result.callKiB = peakKiB(measures[Mappings]);
-    // The limiter has a hundred calls for them. The plain form takes most of the time and needs few.
-    constexpr int kRounds = 45, kPlainRounds = 5;
+    for (int i = 0; i < kManyPaths; ++i) many.emplace_back(paths[i % paths.size()]);
+    kept = sortedMappings();
+    // The limiter has a hundred calls for them. What takes most of the time needs few rounds.
+    constexpr int kRounds = 45, kFewRounds = 5;
     std::vector<double> samples[kMeasures];
     int order[kMeasures];
     std::iota(std::begin(order), std::end(order), 0);
@@ -146,7 +156,7 @@ Result measure(const std::vector<std::string> &storagePaths) {
         // What ran before shows in caches and heap, so each follows each other one at times.
         std::shuffle(std::begin(order), std::end(order), random);
         for (const int which : order)
-            if (which != Plain || round < kPlainRounds) samples[which].push_back(microseconds(measures[which]));
+            if (which < Plain || round < kFewRounds) samples[which].push_back(microseconds(measures[which]));
     }
     const auto ratio = [&](Measure a, Measure b) {
         std::vector<double> ratios;
@@ -188,7 +198,7 @@ Result measureHost(const HostPlan &plan) {
 void printRow(const char *name, const Result &result) {
     const double *us = result.microseconds;
     std::printf("%-17s", name);
-    for (int i = 0; i < kMeasures; ++i) std::printf(" %8.0f", us[i]);
+    for (int i = 0; i <= Plain; ++i) std::printf(" %8.0f", us[i]);
     std::printf("   %5.2f %5.2f %5.2f", result.overFloor, result.batchOverCall, result.callOverLibmount);
     std::printf("   %6ld %6ld %5.2f\n", result.tableKiB, result.callKiB,
                 static_cast<double>(result.callKiB) / static_cast<double>(result.tableKiB));
@@ -204,6 +214,12 @@ int main() try {
     for (const HostPlan &plan : kHosts) {
         results.push_back(measureHost(plan));
         printRow(plan.name, results.back());
+    }
+    std::printf("\n%-17s %12s %12s %12s %12s\n", "paths a second", "one call", "batch", "many at once", "kept list");
+    for (std::size_t i = 0; i < results.size(); ++i) {
+        const auto perSecond = [&](Measure which, int paths) { return paths * 1e6 / results[i].microseconds[which]; };
+        std::printf("%-17s %12.0f %12.0f %12.0f %12.0f\n", kHosts[i].name, perSecond(OneCall, 1),
+                    perSecond(Batch, 1000), perSecond(ManyPaths, kManyPaths), perSecond(KeptList, kKeptPaths));
     }
     const auto growth = [&](Measure which) { return results[4].microseconds[which] / results[2].microseconds[which]; };
     std::printf("growth from 1,000 to 10,000 binds, of the library over the floor: %.2f\n",
