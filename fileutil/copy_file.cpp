@@ -6,8 +6,8 @@
 
 #include <cstring>
 
-#include "base/cancellation.hpp"
 #include "base/handles.hpp"
+#include "fileutil/call.hpp"
 #include "fileutil/copy_file.hpp"
 #include "include/orvel_core.h"
 
@@ -29,8 +29,10 @@ void copy_ranges(int in, int out) {
     while (copy_file_range(in, nullptr, out, nullptr, kRangeBytes, 0) > 0) continue;
 }
 
+// Sets errno.
 bool is_refused(const char *path) {
-    return path == nullptr || std::strstr(path, "..") != nullptr || path_is_link(path) == 1;
+    if (path == nullptr || std::strstr(path, "..") != nullptr) return orvel::refuse(true, EINVAL);
+    return path_is_link(path) == 1 && orvel::refuse(true, ELOOP);
 }
 
 }  // namespace
@@ -42,10 +44,7 @@ int orvel::copy_regular_file(int from, const char *source, int to, const char *t
     Fd in(openat(from, source, kFlags));
     struct stat status = {};
     if (!in || fstat(in.get(), &status) != 0) return -1;
-    if (!S_ISREG(status.st_mode)) {
-        errno = EINVAL;
-        return -1;
-    }
+    if (!S_ISREG(status.st_mode)) return refuse(-1, EINVAL);
     const File input = open_stream(std::move(in), "r+");
     if (!input) return -1;
     constexpr mode_t kNewFile = 0666;  // less the umask
@@ -66,7 +65,9 @@ int orvel::copy_regular_file(int from, const char *source, int to, const char *t
 }
 
 extern "C" int copy_file(const char *src, const char *dst) {
-    const orvel::CancellationHold hold;
-    if (is_refused(src) || is_refused(dst)) return -1;
-    return orvel::copy_regular_file(AT_FDCWD, src, AT_FDCWD, dst, orvel::Existing::Emptied);
+    const orvel::Call call;
+    if (is_refused(src) || is_refused(dst) ||
+        orvel::copy_regular_file(AT_FDCWD, src, AT_FDCWD, dst, orvel::Existing::Emptied) != 0)
+        return -1;
+    return call.done(0);
 }

@@ -5,8 +5,8 @@
 
 #include <cstring>
 
-#include "base/cancellation.hpp"
 #include "base/handles.hpp"
+#include "fileutil/call.hpp"
 #include "fileutil/directory_chain.hpp"
 #include "fileutil/path_buffer.hpp"
 #include "include/orvel_core.h"
@@ -21,9 +21,7 @@ constexpr std::size_t kMountLineBytes = 64UL * 1024;
 
 // lstat for paths that may be null.
 bool examine(const char *path, struct stat &status) {
-    if (path != nullptr) return lstat(path, &status) == 0;
-    errno = EFAULT;  // as the kernel has it
-    return false;
+    return path != nullptr ? lstat(path, &status) == 0 : orvel::refuse(false, EINVAL);
 }
 
 int is_of_type(const char *path, mode_t type) {
@@ -47,8 +45,7 @@ char *absolute_link_path(const AbsolutePath &link) {
     const bool is_in_root = std::strcmp(resolved.get(), "/") == 0;
     if (path.append(is_in_root ? "" : resolved.get()) && path.push(name))
         return strdup(path.text());
-    errno = ENAMETOOLONG;
-    return nullptr;
+    return orvel::refuse<char *>(nullptr, ENAMETOOLONG);
 }
 
 // Source and type of the last mount seen at one mount point.
@@ -66,18 +63,18 @@ struct Mount {
 }  // namespace
 
 extern "C" char *get_absolute_path(const char *file) {
-    const orvel::CancellationHold hold;
+    const orvel::Call call;
     struct stat status = {};
     AbsolutePath path;
     if (!examine(file, status)) return nullptr;
-    if (!path.append(file)) {  // lstat has taken it, so it cannot be longer
-        errno = ENAMETOOLONG;
-        return nullptr;
-    }
+    if (!path.append(file))  // lstat has taken it, so it cannot be longer
+        return orvel::refuse<char *>(nullptr, ENAMETOOLONG);
     // "/" becomes empty here and resolves to nothing. Whether it is a link was asked with the
     // slash, which follows it: "link/" gives the path of what the link names.
     path.drop_trailing_slash();
-    return S_ISLNK(status.st_mode) ? absolute_link_path(path) : realpath(path.text(), nullptr);
+    char *absolute =
+        S_ISLNK(status.st_mode) ? absolute_link_path(path) : realpath(path.text(), nullptr);
+    return absolute ? call.done(absolute) : nullptr;
 }
 
 extern "C" int path_is_exist(const char *path) {
@@ -101,8 +98,9 @@ extern "C" int path_is_same(const char *path1, const char *path2) {
 }
 
 extern "C" int path_is_mount_bind(const char *path1, const char *path2) {
-    const orvel::CancellationHold hold;
-    if (path1 == nullptr || *path1 == '\0' || path2 == nullptr || *path2 == '\0') return -1;
+    const orvel::Call call;
+    if (path1 == nullptr || path2 == nullptr) return orvel::refuse(-1, EINVAL);
+    if (*path1 == '\0' || *path2 == '\0') return orvel::refuse(-1, ENOENT);
     const MountList list(setmntent("/proc/mounts", "re"));
     // getmntent_r drops what a line has beyond the buffer without a sign, hence its size.
     const orvel::MallocString line(static_cast<char *>(std::malloc(kMountLineBytes)));
@@ -115,7 +113,8 @@ extern "C" int path_is_mount_bind(const char *path1, const char *path2) {
         if (std::strcmp(entry.mnt_dir, path1) == 0 && !first.set(entry)) return -1;
         if (std::strcmp(entry.mnt_dir, path2) == 0 && !second.set(entry)) return -1;
     }
-    if (!first.source || !second.source) return 0;
+    if (!first.source || !second.source) return call.done(0);
     const bool is_same_type = std::strcmp(first.type.get(), second.type.get()) == 0;
-    return is_same_type && std::strcmp(first.source.get(), second.source.get()) == 0 ? 1 : 0;
+    const bool is_same_source = std::strcmp(first.source.get(), second.source.get()) == 0;
+    return call.done(is_same_type && is_same_source ? 1 : 0);
 }

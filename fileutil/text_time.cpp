@@ -4,8 +4,8 @@
 #include <cstring>
 #include <ctime>
 
-#include "base/cancellation.hpp"
 #include "base/handles.hpp"
+#include "fileutil/call.hpp"
 #include "include/orvel_core.h"
 
 namespace {
@@ -17,7 +17,7 @@ constexpr std::size_t kTimeBytes = 125;
 
 // All of str is rewritten, however long; only the result is bounded.
 extern "C" size_t ltrim_anyway(char *str) {
-    if (str == nullptr) return 0;
+    if (str == nullptr) return orvel::refuse(0UL, EINVAL);
     const std::size_t length = strnlen(str, kMaxTextBytes);
     if (length == 0) return 0;  // and not a byte is written
     char *kept = str;
@@ -29,7 +29,9 @@ extern "C" size_t ltrim_anyway(char *str) {
 
 // A match lies whole within what is looked at of str; what was put in is not looked at again.
 extern "C" char *strrpc(const char *str, const char *pattern, const char *replacement) {
-    if (str == nullptr || *str == '\0' || pattern == nullptr || *pattern == '\0') return nullptr;
+    const orvel::Call call;
+    if (str == nullptr || *str == '\0' || pattern == nullptr || *pattern == '\0')
+        return orvel::refuse<char *>(nullptr, EINVAL);
     const std::size_t length = strnlen(str, kMaxTextBytes);
     const std::size_t matched = strnlen(pattern, kMaxTextBytes);
     const std::size_t inserted = replacement ? strnlen(replacement, kMaxTextBytes) : 0;
@@ -57,21 +59,25 @@ extern "C" char *strrpc(const char *str, const char *pattern, const char *replac
         at += matched;
     }
     *end = '\0';
-    return result.release();
+    return call.done(result.release());
 }
 
 extern "C" void get_current_time(struct tm *out) {
     const std::time_t now = std::time(nullptr);
-    if (out != nullptr && now >= 0) (void)localtime_r(&now, out);
+    if (out == nullptr)
+        errno = EINVAL;
+    else if (now >= 0)
+        (void)localtime_r(&now, out);
 }
 
 extern "C" char *get_time_str(void) {
-    const orvel::CancellationHold hold;
+    const orvel::Call call;
     (void)std::setlocale(LC_ALL, "");  // a locale that does not exist leaves the old one in force
     const std::time_t now = std::time(nullptr);
     struct tm local = {};
     if (now < 0 || localtime_r(&now, &local) == nullptr) return nullptr;
     char text[kTimeBytes] = "";
     (void)std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
-    return strdup(text);
+    char *copy = strdup(text);
+    return copy ? call.done(copy) : nullptr;
 }

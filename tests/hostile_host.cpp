@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 // A host that is no friend: it has functions of the library's names, a log function that throws or calls back, threads
 // that end in the middle of a call, and children of threads that are inside one.
+#include <dlfcn.h>
+#include <fcntl.h>
 #include <pthread.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -120,10 +123,31 @@ void *callForever(void *) {
     for (;; pthread_testcancel()) (void)(ask("/a", false), ask("/a", true));
 }
 
-void cancelInTheMiddle() {
+// The library's, not the one above.
+int removeTree(const std::string &path) {
+    return reinterpret_cast<int (*)(const char *)>(dlsym(RTLD_NEXT, "remove_dir"))(path.c_str());
+}
+
+// Utilities in all files of them; alone, since get_time_str() needs the locale for itself.
+void *useFilesForever(void *directory) {
+    const std::string tree = static_cast<const char *>(directory), copy = tree + "/copy";
+    for (;; pthread_testcancel()) {
+        (void)(mkdir(copy.c_str(), 0755), copy_dir((tree + "/tree").c_str(), copy.c_str()));
+        for (const auto listing : {get_file_list_from_dir, get_path_list_from_dir, get_dir_list}) {
+            int count = 0;
+            char **paths = listing(tree.c_str(), &count);
+            for (int i = 0; paths != nullptr && i < count; ++i) std::free(paths[i]);
+            std::free(paths);
+        }
+        (void)(removeTree(copy), path_is_mount_bind("/", "/proc"));
+        const orvel::MallocString absolute(get_absolute_path(tree.c_str())), now(get_time_str());
+    }
+}
+
+void cancelInTheMiddle(void *(*call)(void *), char *argument) {
     for (int i = 0; i < 500; ++i) {
         pthread_t thread;
-        require(pthread_create(&thread, nullptr, callForever, nullptr) == 0, "thread");
+        require(pthread_create(&thread, nullptr, call, argument) == 0, "thread");
         usleep(200);
         pthread_cancel(thread);
         pthread_join(thread, nullptr);
@@ -156,9 +180,16 @@ void forkInTheMiddle() {
 int main() {
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i) threads.emplace_back(callEverything, i);
-    cancelInTheMiddle();
+    cancelInTheMiddle(callForever, nullptr);
     isOver = true;
     for (std::thread &thread : threads) thread.join();
+    char directory[] = "/tmp/orvel-hostile-XXXXXX";
+    require(mkdtemp(directory) != nullptr, "directory");
+    const std::string tree = std::string(directory) + "/tree";
+    require(mkdir(tree.c_str(), 0755) == 0, "tree");
+    orvel::Fd(open((tree + "/file").c_str(), O_CREAT | O_WRONLY, 0644));
+    cancelInTheMiddle(useFilesForever, directory);
+    require(removeTree(directory) == 0 && path_is_exist(directory) == -1, "removed");
     forkInTheMiddle();
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
     const long admitted = calls - refusals;

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+// What every exported utility begins with: a cancellation of the thread waits until the call is
+// over, and errno is the caller's again after a success.
+#pragma once
+
+#include <cerrno>
+
+#include "base/cancellation.hpp"
+
+namespace orvel {
+
+class Call {
+public:
+    // The result of a success: errno is as it was before the call.
+    template <class T>
+    T done(T result) const {
+        errno = before_;
+        return result;
+    }
+
+private:
+    const int before_ = errno;
+    const CancellationHold hold_;
+};
+
+// The result of a refusal, with errno set.
+template <class T>
+T refuse(T result, int error) {
+    errno = error;
+    return result;
+}
+
+}  // namespace orvel
