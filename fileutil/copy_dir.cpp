@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-// copy_dir: a tree into a new directory. The walk of the source has a chain of open directories of
-// the copy beside it, a level for a level, so that both sides are named by descriptors only.
+// copy_dir: a tree into a new directory. A DirectoryChain follows the TreeWalk of the source in the
+// copy, so that both sides are named by descriptors only.
 #include <dirent.h>
 #include <fcntl.h>
 
 #include <algorithm>
 
-#include "base/cancellation.hpp"
+#include "fileutil/call.hpp"
 #include "fileutil/copy_file.hpp"
 #include "fileutil/path_buffer.hpp"
 #include "fileutil/report.hpp"
@@ -18,8 +18,7 @@ namespace {
 constexpr std::size_t kMaxPathBytes = 4095;
 using Path = orvel::PathBuffer<kMaxPathBytes>;
 
-// One copy under way. The lengths of both paths are kept, not the paths: nothing is named by them,
-// but what would not fit a path is left out.
+// One copy under way. The lengths of both paths only decide which entries are too long to copy.
 class TreeCopy {
 public:
     // The copy's top is made already; the lengths are those of both tops' paths.
@@ -31,7 +30,7 @@ public:
                source_.begin(std::move(source), source_status);
     }
 
-    // Whatever fails inside the tree is left out; nobody is told by a result.
+    // Whatever fails inside the tree is skipped and not reported by a result.
     void run() {
         while (true) {
             if (const orvel::Entry *entry = source_.next())
@@ -42,6 +41,12 @@ public:
     }
 
 private:
+    // Descriptors that run out are taken from both chains.
+    template <class Open>
+    auto with_descriptors(const Open &open) {
+        return target_.with_descriptors([&] { return source_.with_descriptors(open); });
+    }
+
     void copy_entry(const orvel::Entry &entry) {
         const std::size_t added = 1 + std::strlen(entry.name);
         if (std::max(source_length_, target_length_) + added > kMaxPathBytes) return;
@@ -51,8 +56,10 @@ private:
         if (mode == 0 || (is_refused && (S_ISREG(mode) || S_ISDIR(mode)))) return;
         // In a directory that is new a file that is there already has been planted.
         if (S_ISREG(mode))
-            (void)orvel::copy_regular_file(source_.directory(), entry.name, target_.fd(),
-                                           entry.name, orvel::Existing::Refused);
+            (void)with_descriptors([&] {
+                return orvel::copy_regular_file(source_.directory(), entry.name, target_.fd(),
+                                                entry.name, orvel::Existing::Refused) == 0;
+            });
         else if (S_ISDIR(mode))
             copy_directory(entry, mode, own);
         else
@@ -75,10 +82,12 @@ private:
     void copy_directory(const orvel::Entry &entry, mode_t mode, const struct stat &own) {
         if (mkdirat(target_.fd(), entry.name, mode) != 0 || S_ISLNK(own.st_mode)) return;
         constexpr int kFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-        orvel::Fd made(openat(target_.fd(), entry.name, kFlags));
+        orvel::Fd made =
+            with_descriptors([&] { return orvel::Fd(openat(target_.fd(), entry.name, kFlags)); });
         struct stat status = {};
         const std::size_t added = 1 + std::strlen(entry.name);
-        if (!made || fstat(made.get(), &status) != 0 || !source_.enter(own)) {
+        if (!made || fstat(made.get(), &status) != 0 ||
+            !with_descriptors([&] { return source_.enter(own); })) {
             orvel::report("opendir error");
         } else if (!target_.enter(std::move(made), status)) {
             orvel::report("opendir error");
@@ -108,21 +117,22 @@ private:
 // Makes the directory name in dst and copies the tree into it. source and target are both paths.
 int copy_into(const Path &source, const Path &target, const char *dst, const char *name,
               mode_t mode) {
-    if (std::strstr(target.text(), "..") != nullptr) return -1;
+    if (std::strstr(target.text(), "..") != nullptr) return orvel::refuse(-1, EINVAL);
     const orvel::Fd parent(open(dst, O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!parent) return -4;
     struct stat status = {};
     if (fstatat(parent.get(), name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode))
-        return -1;
+        return orvel::refuse(-1, ELOOP);
     if (mkdirat(parent.get(), name, mode) != 0) return -4;
     // The source is refused only now, after its name has become a directory: that is the contract.
-    if (std::strstr(source.text(), "..") != nullptr || path_is_link(source.text()) == 1) return -1;
+    if (std::strstr(source.text(), "..") != nullptr) return orvel::refuse(-1, EINVAL);
+    if (path_is_link(source.text()) == 1) return orvel::refuse(-1, ELOOP);
 
     constexpr int kFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     orvel::Fd made(openat(parent.get(), name, kFlags));
     orvel::Fd opened;
     if (made && lstat(source.text(), &status) == 0)
-        opened = orvel::open_examined(AT_FDCWD, source.text(), O_RDONLY, status);
+        opened = orvel::open_automounted(AT_FDCWD, source.text(), O_RDONLY, status);
     TreeCopy copy(source.length(), target.length());
     if (!opened || !copy.begin(std::move(opened), status, std::move(made))) {
         orvel::report("opendir error");
@@ -135,18 +145,20 @@ int copy_into(const Path &source, const Path &target, const char *dst, const cha
 }  // namespace
 
 extern "C" int copy_dir(const char *src, const char *dst) {
-    const orvel::CancellationHold hold;
-    if (src == nullptr || dst == nullptr) return -1;
+    const orvel::Call call;
+    if (src == nullptr || dst == nullptr) return orvel::refuse(-1, EINVAL);
     if (access(src, F_OK) != 0 || access(dst, F_OK) != 0) return -2;
     struct stat status = {};
     if (stat(src, &status) != 0) return -3;
     Path source;
     Path target;
-    if (!source.append(src) || !target.append(dst)) return -1;
+    if (!source.append(src) || !target.append(dst)) return orvel::refuse(-1, ENAMETOOLONG);
     source.drop_trailing_slash();
     target.drop_trailing_slash();
     const char *slash = std::strrchr(source.text(), '/');
+    if (slash == nullptr) return orvel::refuse(-1, EINVAL);
     // "/" is counted with dst, which may itself fill the buffer, before the name is.
-    if (slash == nullptr || !target.push(slash + 1)) return -1;
-    return copy_into(source, target, dst, slash + 1, status.st_mode);
+    if (!target.push(slash + 1)) return orvel::refuse(-1, ENAMETOOLONG);
+    const int result = copy_into(source, target, dst, slash + 1, status.st_mode);
+    return result == 0 ? call.done(0) : result;
 }

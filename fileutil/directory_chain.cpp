@@ -16,6 +16,13 @@ Fd open_examined(int at, const char *name, int flags, const struct stat &examine
     return Fd();
 }
 
+Fd open_automounted(int at, const char *name, int flags, struct stat &examined) {
+    Fd directory = open_examined(at, name, flags, examined);
+    if (directory || errno != ESTALE) return directory;
+    if (fstatat(at, name, &examined, AT_SYMLINK_NOFOLLOW) != 0) return Fd();
+    return open_examined(at, name, flags, examined);
+}
+
 bool DirectoryChain::enter(Fd directory, const struct stat &status) {
     if (!levels_.append({status.st_dev, status.st_ino})) return false;
     slot(depth()) = std::move(directory);
@@ -31,6 +38,16 @@ void DirectoryChain::leave() {
     expected.st_ino = levels_.last().inode;
     // Whatever goes wrong here leaves the slot empty: that level, and those above it, are lost.
     slot(depth()) = open_examined(left.get(), "..", O_PATH, expected);
+}
+
+bool DirectoryChain::close_highest() {
+    const std::size_t highest = depth() > kOpenLevels ? depth() - kOpenLevels + 1 : 1;
+    for (std::size_t level = highest; level < depth(); ++level) {
+        if (!slot(level)) continue;
+        slot(level).reset(-1);
+        return true;
+    }
+    return false;
 }
 
 }  // namespace orvel

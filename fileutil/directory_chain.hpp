@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The directories from the top of a tree down to where a walk stands, reached by descriptors only.
+// The directories from the top of a tree down to the one in which a walk is, reached by descriptors
+// only.
 //
 // However deep the tree, only the lowest few stay open. A directory further up is opened again
 // through ".." of its child when the walk comes back to it, and must then have the device and inode
-// number that it had before: a child that somebody moved elsewhere in the meantime does not lead
-// the walk there.
+// number that it had before: a child that was moved elsewhere in the meantime does not lead the
+// walk there.
 #pragma once
 
 #include <sys/stat.h>
@@ -20,21 +21,42 @@ inline bool is_same_file(const struct stat &a, const struct stat &b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
+inline bool is_out_of_descriptors() {
+    return errno == EMFILE || errno == ENFILE;
+}
+
 // Opens directory name in directory at without following a link; flags are added to O_DIRECTORY and
 // its like. Null with errno set if it cannot be opened or is not the one that was examined.
 Fd open_examined(int at, const char *name, int flags, const struct stat &examined);
 
+// The same with a second look if the two differ, which examined then holds: opening an automount
+// point mounts what is to be there, looking at it does not.
+Fd open_automounted(int at, const char *name, int flags, struct stat &examined);
+
 class DirectoryChain {
 public:
-    // Goes down to an open directory, of which status tells. False with errno set: no memory.
+    // Goes down to an open directory that has this status. False with errno set: no memory.
     bool enter(Fd directory, const struct stat &status);
     // Goes up again.
     void leave();
 
-    // The directory where the walk stands; -1 where it cannot be reached any more.
+    // The directory in which the walk is; -1 if it cannot be reached any more.
     int fd() const { return slot(depth()).get(); }
     // How many directories the chain has; the top alone makes 1.
     std::size_t depth() const { return levels_.size(); }
+
+    // Closes the highest directory that is kept open; false if that is the one in which the walk
+    // is.
+    bool close_highest();
+
+    // Calls open(), and again without the highest directory kept open as long as descriptors run
+    // out. open() gives what is false, with errno set, if it fails.
+    template <class Open>
+    auto with_descriptors(const Open &open) {
+        auto result = open();
+        while (!result && is_out_of_descriptors() && close_highest()) result = open();
+        return result;
+    }
 
 private:
     static constexpr std::size_t kOpenLevels = 8;

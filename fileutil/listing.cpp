@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The three listings: one directory, or a tree with or without its directories. An entry whose path
-// does not fit is left out; a failed allocation, anywhere in the tree, ends the call without a
+// does not fit is left out. If memory or descriptors run out, anywhere in the tree, there is no
 // list.
 #include <dirent.h>
 #include <fcntl.h>
@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "base/cancellation.hpp"
+#include "fileutil/call.hpp"
 #include "fileutil/path_buffer.hpp"
 #include "fileutil/path_list.hpp"
 #include "fileutil/tree_walk.hpp"
@@ -33,20 +33,24 @@ bool read_kernel_path(int directory, Path &path) {
     return true;
 }
 
+enum class Step { Entered, Skipped, RanOut };
+
 // Goes into the directory path, to which the walk has come. One that cannot be opened, or has been
-// exchanged since it was read, is passed over; false only when memory ran out.
-bool enter_if_possible(orvel::TreeWalk &walk, const Path &path, bool &entered) {
+// exchanged since it was read, is skipped.
+Step enter(orvel::TreeWalk &walk, const Path &path) {
     struct stat examined = {};
-    const char *name = walk.entry()->name;
-    entered = path.length() < PATH_MAX &&
-              fstatat(walk.directory(), name, &examined, AT_SYMLINK_NOFOLLOW) == 0 &&
-              walk.enter(examined);
-    return entered || errno != ENOMEM;
+    if (path.length() >= PATH_MAX) return Step::Skipped;
+    if (fstatat(walk.directory(), walk.entry()->name, &examined, AT_SYMLINK_NOFOLLOW) == 0 &&
+        walk.enter(examined))
+        return Step::Entered;
+    return errno == ENOMEM || orvel::is_out_of_descriptors() ? Step::RanOut : Step::Skipped;
 }
 
-// Begins a walk at a path that may be a link, and notes the absolute path that is its base.
-bool begin_followed(const char *dir, orvel::TreeWalk &walk, Path &base) {
-    const orvel::MallocString absolute(get_absolute_path(dir));
+// Begins a walk at a path that may be a link. absolute is that path, and base the same without a
+// slash at its end: the root's base is empty, so that its entries are /name.
+bool begin_followed(const char *dir, orvel::TreeWalk &walk, orvel::MallocString &absolute,
+                    Path &base) {
+    absolute.reset(get_absolute_path(dir));
     if (!absolute || !base.append(absolute.get())) return false;
     base.drop_trailing_slash();
     orvel::Fd top(open(absolute.get(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
@@ -54,96 +58,112 @@ bool begin_followed(const char *dir, orvel::TreeWalk &walk, Path &base) {
     return top && fstat(top.get(), &status) == 0 && walk.begin(std::move(top), status);
 }
 
-// All entries below path that are no directories; false when memory ran out. As the top may not, no
-// directory with ".." in its path is gone into.
+// All entries below path that are no directories; false if memory or descriptors ran out. As the
+// top may not, no directory with ".." in its path is entered.
 bool list_files(orvel::TreeWalk &walk, Path &path, orvel::PathList &list) {
     while (true) {
         const orvel::Entry *entry = walk.next();
         if (entry == nullptr) {
-            if (!walk.leave()) return !walk.ran_out_of_memory();
+            if (!walk.leave()) return !walk.ran_out();
             path.pop();
         } else if (path.push(entry->name)) {
-            bool entered = false;
+            Step step = Step::Skipped;
             if (entry->type != DT_DIR) {
                 if (!list.add(path.text())) return false;
             } else if (std::strstr(path.text(), "..") == nullptr) {
-                if (!enter_if_possible(walk, path, entered)) return false;
+                step = enter(walk, path);
             }
-            if (!entered) path.pop();
+            if (step == Step::RanOut) return false;
+            if (step == Step::Skipped) path.pop();
         }
     }
 }
 
+// The entry to which the walk has come, below base. False if that does not fit.
+bool path_of_entry(orvel::TreeWalk &walk, const Path &base, Path &path) {
+    path = base;
+    return path.push(walk.entry()->name);
+}
+
 // All entries below top, each directory after what it holds. A directory that could be read is
-// listed by itself and by the one above it, hence twice in a row; the top only by itself. Where the
-// top is a link, what lies deeper than directly in it has its canonical path, which begins with
-// real.
-bool list_paths(orvel::TreeWalk &walk, Path &top, Path &real, orvel::PathList &list) {
+// listed by itself and by the one above it, hence twice in a row; the top only by itself. If the
+// top is a link, the directories in it list what they hold below real, the canonical path.
+bool list_paths(orvel::TreeWalk &walk, const Path &top, const Path &real, orvel::PathList &list) {
+    Path path = top;  // of the directory in which the walk is, or of an entry in it
+    Path inside;      // what the entry lists its own content below
     while (true) {
         const orvel::Entry *entry = walk.next();
-        Path &path = walk.depth() == 1 ? top : real;
         if (entry == nullptr) {
-            if (!list.add(path.text())) return false;
-            if (!walk.leave()) return !walk.ran_out_of_memory();
-            const bool is_in_top = walk.depth() == 1;
-            if (!list.add(is_in_top ? top.text() : real.text())) return false;
-            real.pop();
-            if (is_in_top) top.pop();
-        } else if (path.push(entry->name)) {
-            bool entered = false;
-            const bool fits = &path == &real || real.push(entry->name);
-            if (entry->type == DT_DIR && fits && !enter_if_possible(walk, path, entered))
-                return false;
-            if (entered) continue;
-            if (!list.add(path.text())) return false;
-            path.pop();
-            if (&path == &top && fits) real.pop();
+            if (!list.add(path.length() > 0 ? path.text() : "/")) return false;
+            if (!walk.leave()) return !walk.ran_out();
+            if (walk.depth() == 1) (void)path_of_entry(walk, top, path);  // it fitted before
+        } else {
+            if (!path.push(entry->name)) continue;
+            Step step = Step::Skipped;
+            if (entry->type == DT_DIR && path.length() < PATH_MAX) {
+                inside = path;
+                if (walk.depth() > 1 || path_of_entry(walk, real, inside))
+                    step = enter(walk, inside);
+            }
+            if (step == Step::RanOut) return false;
+            if (step == Step::Entered) {
+                path = inside;
+                continue;
+            }
         }
+        if (!list.add(path.text())) return false;
+        path.pop();
     }
+}
+
+// Whether the caller's arguments can be used; sets errno if not.
+bool is_valid(const char *dir, const int *count) {
+    return (dir != nullptr && count != nullptr && *count == 0) || orvel::refuse(false, EINVAL);
 }
 
 }  // namespace
 
-// The top must be the directory that was examined, and no link; its own name for itself counts, not
-// dir.
+// The top must be the directory that was examined, and no link; it is named as the kernel names it.
 extern "C" char **get_file_list_from_dir(const char *dir, int *count) {
-    const orvel::CancellationHold hold;
+    const orvel::Call call;
     struct stat examined = {};
-    if (dir == nullptr || count == nullptr || *count != 0 || std::strstr(dir, "..") != nullptr ||
-        lstat(dir, &examined) != 0)
-        return nullptr;
+    if (!is_valid(dir, count)) return nullptr;
+    if (std::strstr(dir, "..") != nullptr) return orvel::refuse<char **>(nullptr, EINVAL);
+    if (lstat(dir, &examined) != 0) return nullptr;
+    if (S_ISLNK(examined.st_mode)) return orvel::refuse<char **>(nullptr, ELOOP);
     Path path;
     orvel::TreeWalk walk;
     orvel::PathList list;
-    // A link, as anything else that is no directory, does not open.
     orvel::Fd top = orvel::open_examined(AT_FDCWD, dir, O_RDONLY, examined);
-    if (!top || !read_kernel_path(top.get(), path) || !walk.begin(std::move(top), examined))
+    if (!top || !read_kernel_path(top.get(), path) || !walk.begin(std::move(top), examined) ||
+        !list_files(walk, path, list))
         return nullptr;
-    return list_files(walk, path, list) ? list.release(count) : nullptr;
+    return call.done(list.release(count));
 }
 
 extern "C" char **get_path_list_from_dir(const char *dir, int *count) {
-    const orvel::CancellationHold hold;
+    const orvel::Call call;
     Path top;
     Path real;
+    orvel::MallocString absolute;
     orvel::TreeWalk walk;
     orvel::PathList list;
-    if (dir == nullptr || count == nullptr || *count != 0 || !begin_followed(dir, walk, top))
-        return nullptr;
-    const orvel::MallocString canonical(realpath(top.text(), nullptr));
+    if (!is_valid(dir, count) || !begin_followed(dir, walk, absolute, top)) return nullptr;
+    const orvel::MallocString canonical(realpath(absolute.get(), nullptr));
     if (!canonical || !real.append(canonical.get())) return nullptr;
-    if (list_paths(walk, top, real, list)) return list.release(count);
+    real.drop_trailing_slash();
+    if (list_paths(walk, top, real, list)) return call.done(list.release(count));
     *count = list.count();
     return nullptr;
 }
 
 extern "C" char **get_dir_list(const char *dir, int *count) {
-    const orvel::CancellationHold hold;
+    const orvel::Call call;
     Path path;
+    orvel::MallocString absolute;
     orvel::TreeWalk walk;
     orvel::PathList list;
-    if (dir == nullptr || count == nullptr || *count != 0 || !begin_followed(dir, walk, path))
-        return nullptr;
+    if (!is_valid(dir, count) || !begin_followed(dir, walk, absolute, path)) return nullptr;
     while (const orvel::Entry *entry = walk.next()) {
         if (!path.push(entry->name)) continue;
         if (!list.add(path.text())) {
@@ -152,5 +172,5 @@ extern "C" char **get_dir_list(const char *dir, int *count) {
         }
         path.pop();
     }
-    return list.release(count);
+    return call.done(list.release(count));
 }

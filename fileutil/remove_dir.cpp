@@ -1,17 +1,19 @@
 // SPDX-License-Identifier: MIT
 // remove_dir: a file, or a tree from its leaves upwards. Every name is removed relative to the open
-// directory that holds it, so that no path is ever cut and nobody can slip a link into its way.
+// directory that holds it: no path is ever cut, and a link that is slipped into a path leads
+// nowhere.
 #include <dirent.h>
 #include <fcntl.h>
 
-#include "base/cancellation.hpp"
+#include "fileutil/call.hpp"
 #include "fileutil/report.hpp"
 #include "fileutil/tree_walk.hpp"
 #include "include/orvel_core.h"
 
 namespace {
 
-// The last name of a path (with the slashes behind it) in the open directory that it stands in.
+// The last name of a path (with the slashes behind it) in the open directory that holds it; false
+// if that cannot be opened.
 class NameInParent {
 public:
     explicit NameInParent(const char *path) : name_(last_name(path)) {
@@ -21,7 +23,8 @@ public:
         directory_ = parent_.get();
     }
 
-    int directory() const { return directory_; }  // -1 if it could not be opened
+    explicit operator bool() const { return directory_ != -1; }
+    int directory() const { return directory_; }
     const char *name() const { return name_; }
 
     bool is_still(const struct stat &examined) const {
@@ -43,23 +46,28 @@ private:
     int directory_ = AT_FDCWD;
 };
 
-// Removes what the walk has come to, unless it is a directory: that one the walk goes into.
+// Looks at the entry to which the walk has come; false, after a message, if that fails.
+bool examine(const orvel::TreeWalk &walk, const orvel::Entry &entry, struct stat &status) {
+    if (fstatat(walk.directory(), entry.name, &status, AT_SYMLINK_NOFOLLOW) == 0) return true;
+    if (errno != ENOENT) orvel::report("get directory stat error");
+    return false;
+}
+
+// Removes the entry to which the walk has come, unless it is a directory: that one the walk enters.
+// What cannot be removed stays, and with it the directories above it, without a report.
 void remove_entry(orvel::TreeWalk &walk, const orvel::Entry &entry) {
-    if (std::strstr(entry.name, "..") != nullptr || entry.type == DT_LNK) return;
+    if (std::strstr(entry.name, "..") != nullptr) return;
+    const auto is_unlinked = [&] { return unlinkat(walk.directory(), entry.name, 0) == 0; };
+    if (entry.type == DT_REG && is_unlinked()) return;
     struct stat status = {};
-    if (entry.type == DT_REG)
-        status.st_mode = S_IFREG;
-    else if (fstatat(walk.directory(), entry.name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
-        if (errno != ENOENT) orvel::report("get directory stat error");
-        return;
-    }
-    // What cannot be removed stays, and with it the directories above it; nobody is told.
-    if (S_ISREG(status.st_mode))
-        (void)unlinkat(walk.directory(), entry.name, 0);
-    else if (S_ISDIR(status.st_mode)) {
+    if (!examine(walk, entry, status)) return;
+    if (S_ISREG(status.st_mode)) {
+        if (entry.type != DT_REG) (void)is_unlinked();
+    } else if (S_ISDIR(status.st_mode)) {
         if (!walk.enter(status)) orvel::report("opendir error");
-    } else if (!S_ISLNK(status.st_mode))
+    } else if (!S_ISLNK(status.st_mode)) {
         orvel::report("unknow file type!");
+    }
 }
 
 // From the leaves upwards: a directory is removed when the walk has left it, by its name in the one
@@ -78,31 +86,31 @@ void remove_contents(orvel::TreeWalk &walk) {
 }  // namespace
 
 extern "C" int remove_dir(const char *path) {
-    const orvel::CancellationHold hold;
-    if (path == nullptr || std::strstr(path, "..") != nullptr) return -1;
+    const orvel::Call call;
+    if (path == nullptr || std::strstr(path, "..") != nullptr) return orvel::refuse(-1, EINVAL);
     struct stat status = {};
     if (lstat(path, &status) != 0) {
-        if (errno == ENOENT) return 0;
+        if (errno == ENOENT) return call.done(0);
         orvel::report("get directory stat error");
         return -2;
     }
-    if (S_ISLNK(status.st_mode)) return -1;
+    if (S_ISLNK(status.st_mode)) return orvel::refuse(-1, ELOOP);
     if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
         orvel::report("unknow file type!");
-        return 0;
+        return call.done(0);
     }
     // From here on by the directory that holds it: the path may lead elsewhere by now.
     const NameInParent target(path);
-    if (target.directory() == -1) {
-        orvel::report("opendir error");
-        return -2;
-    }
     if (S_ISREG(status.st_mode)) {
-        if (target.is_still(status)) (void)unlinkat(target.directory(), target.name(), 0);
-        return 0;
+        if (!target)
+            (void)unlink(path);  // no memory or no descriptor: by the path, as the contract has it
+        else if (target.is_still(status))
+            (void)unlinkat(target.directory(), target.name(), 0);
+        return call.done(0);
     }
     orvel::TreeWalk walk;
-    orvel::Fd top = orvel::open_examined(target.directory(), target.name(), O_RDONLY, status);
+    orvel::Fd top;
+    if (target) top = orvel::open_automounted(target.directory(), target.name(), O_RDONLY, status);
     if (!top || !walk.begin(std::move(top), status)) {
         orvel::report("opendir error");
         return -2;
@@ -110,5 +118,5 @@ extern "C" int remove_dir(const char *path) {
     remove_contents(walk);
     (void)unlinkat(target.directory(), target.name(),
                    AT_REMOVEDIR);  // fails if not all is gone
-    return 0;
+    return call.done(0);
 }

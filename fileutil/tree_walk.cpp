@@ -23,7 +23,7 @@ const dirent *next_entry(DIR *stream) {
 // Appends the names in a directory to names_. The stream works on a copy of the descriptor: closing
 // it closes its own, and the directory's must stay open for the calls that name its entries.
 bool TreeWalk::read_names(int directory) {
-    Fd copy(fcntl(directory, F_DUPFD_CLOEXEC, 0));
+    Fd copy = with_descriptors([&] { return Fd(fcntl(directory, F_DUPFD_CLOEXEC, 0)); });
     const Dir stream(copy ? fdopendir(copy.get()) : nullptr);
     if (!stream) return false;
     (void)copy.release();  // it is the stream's now
@@ -41,14 +41,15 @@ bool TreeWalk::begin(Fd directory, const struct stat &status) {
     if (read_names(directory.get()) && levels_.append({names, names, names}) &&
         chain_.enter(std::move(directory), status))
         return true;
-    // Back to where the walk stood; the directory is closed on the way out.
+    // Back to where the walk was; the directory is closed on the way out.
     names_.truncate(names);
     levels_.truncate(levels);
     return false;
 }
 
-bool TreeWalk::enter(const struct stat &examined) {
-    Fd child = open_examined(directory(), entry()->name, O_RDONLY, examined);
+bool TreeWalk::enter(struct stat examined) {
+    Fd child = with_descriptors(
+        [&] { return open_automounted(directory(), entry()->name, O_RDONLY, examined); });
     return child && begin(std::move(child), examined);
 }
 
@@ -71,7 +72,7 @@ const Entry *TreeWalk::entry() {
 bool TreeWalk::leave() {
     if (depth() == 1) return false;
     chain_.leave();
-    if (directory() < 0 && errno == ENOMEM) ran_out_of_memory_ = true;
+    if (directory() < 0 && (errno == ENOMEM || is_out_of_descriptors())) ran_out_ = true;
     names_.truncate(levels_.last().names);
     levels_.truncate(levels_.size() - 1);
     return true;

@@ -20,26 +20,31 @@ struct Entry {
 
 class TreeWalk {
 public:
-    // Begins in an open directory, of which status tells, and reads its names. False with errno
-    // set.
+    // Begins in an open directory that has this status, and reads its names. False with errno set.
     bool begin(Fd directory, const struct stat &status);
 
-    // The next entry of the directory in which the walk stands; null when there are no more.
+    // The next entry of the directory in which the walk is; null when there are no more.
     const Entry *next();
     // The entry that next() gave last in this directory.
     const Entry *entry();
 
-    // Goes into the directory that entry() names, if it is still the one that examined tells of,
-    // and reads its names. False with errno set: the walk stays where it is.
-    bool enter(const struct stat &examined);
+    // Goes into the directory that entry() names, if it is still the one that was examined, and
+    // reads its names. False with errno set: the walk stays where it is.
+    bool enter(struct stat examined);
     // Goes back to the directory above; false at the top.
     bool leave();
-    // Whether the walk lost directories above because memory ran out on the way back.
-    bool ran_out_of_memory() const { return ran_out_of_memory_; }
+    // Whether the walk lost directories above because memory or descriptors ran out on the way
+    // back.
+    bool ran_out() const { return ran_out_; }
 
-    // Descriptor of the directory in which the walk stands, for fstatat and its like.
+    // Descriptor of the directory in which the walk is, for fstatat and its like.
     int directory() const { return chain_.fd(); }
     std::size_t depth() const { return chain_.depth(); }
+    // DirectoryChain's.
+    template <class Open>
+    auto with_descriptors(const Open &open) {
+        return chain_.with_descriptors(open);
+    }
 
 private:
     struct Level {            // offsets into names_
@@ -56,7 +61,7 @@ private:
     // A level is read whole when the walk enters it, so that no stream must stay open.
     Growable<char> names_;
     Entry entry_ = {};
-    bool ran_out_of_memory_ = false;
+    bool ran_out_ = false;
 };
 
 }  // namespace orvel

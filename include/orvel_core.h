@@ -97,9 +97,12 @@ void freeBatchPathNormalize(path_normalize_result_t *result);
    Any number of threads may call the functions from here on, get_time_str()
    excepted. None of them writes a log line. A (deferred) cancellation of the
    thread waits until the call is over. Call them with at least 64 KiB of stack:
-   32 KiB is what the neediest took on x86-64 with glibc 2.36. Where one fails,
-   errno is as the failing system call left it. A string that one returns is
-   malloc'ed and belongs to the caller, who releases it with free(). */
+   32 KiB is what the neediest took on x86-64 with glibc 2.36. A string that one
+   returns is malloc'ed and belongs to the caller, who releases it with free().
+
+   A success leaves errno alone. A failure or refusal sets it: EINVAL for NULL
+   and for "..", ELOOP for a symbolic link that is refused, ENOENT for an empty
+   path, else what the failing system call reported. */
 
 /* Removes every blank and tab from str, wherever it stands, in place. The
    result is the length that str had, counted up to 2048; 0 for NULL. */
@@ -151,10 +154,11 @@ int path_is_mount_bind(const char *path1, const char *path2);
    who frees each string, then the array. *count must be 0 before the call;
    NULL without a look at the directory if it is not, or count is NULL.
 
-   Links inside dir are listed and never followed, even where somebody swaps a
-   directory for a link meanwhile; mount points are entered. A directory that
-   cannot be opened is passed over, and an entry is left out if its path would
-   exceed 4096 bytes. When memory runs out the result is NULL, not a part. */
+   Links inside dir are listed and never followed, even if a directory is
+   replaced by a link during the call; mount points are entered. A directory that
+   cannot be opened is skipped, and so is an entry whose path would exceed 4096
+   bytes. If memory or descriptors run out the result is NULL, not a part; 4 free
+   descriptors are enough. An empty list is NULL, too, and leaves errno alone. */
 
 /* Everything below dir but directories, under the path that the kernel has for
    dir. A directory with ".." in its path, also inside a name, is passed over.
@@ -166,9 +170,10 @@ char **get_file_list_from_dir(const char *dir, int *count);
 /* Everything below dir, each directory after what it holds, and dir itself last;
    removing in this order removes a tree. A directory inside dir appears twice
    in a row if it could be opened, else once. dir may contain ".." and may be a
-   link: then what stands directly in it, and dir itself, is listed below the
-   link's path, and what lies deeper below the canonical one. NULL on failure,
-   *count then without meaning. */
+   link: then dir and its direct entries are listed under the link's path, deeper
+   entries under the canonical path. The root, as "//" or "/.", ends with "/";
+   "/" itself is NULL, as for get_absolute_path(). NULL on failure, *count then
+   without meaning. */
 char **get_path_list_from_dir(const char *dir, int *count);
 
 /* What stands directly in dir, of every type; dir as above. NULL if there is
@@ -177,13 +182,13 @@ char **get_dir_list(const char *dir, int *count);
 
 /* --- Removing and copying ----------------------------------------------------
    Below their arguments these functions name everything relative to open
-   directories and follow no link, so that nobody who can change a tree can
-   lead them out of it meanwhile. Depth and width are not limited by the stack;
-   some 25 descriptors at most are open at a time. A path is refused if it is
-   NULL, has ".." anywhere, also inside a name, or is a symbolic link. Inside a
-   tree that holds for every name without a word. Messages are written to
-   standard error with perror(). An entry that readdir(3) reports as a regular
-   file is not examined again. */
+   directories and follow no link, so a concurrent change cannot lead them out of
+   the tree. Depth and width are not limited by the stack; some 25 descriptors at
+   most are open at a time, 4 free ones are enough to remove and 6 to copy. A path
+   is refused if it is NULL, has ".." anywhere, also inside a name, or is a
+   symbolic link. Inside a tree such names are skipped silently. Messages are
+   written to standard error with perror(). An entry that readdir(3) reports as a
+   regular file is examined only if it cannot be removed. */
 
 /* Removes a file or a tree. 0 when done, also if path does not exist; -1 if path
    is refused; -2 with "get directory stat error" or "opendir error" if it

@@ -123,12 +123,44 @@ TEST(Listings, HaveTheirOrderAndTheirRefusals) {
     }
 }
 
+TEST(Listings, OfTheRootHaveNoDoubledSlash) {
+    SKIP_WITHOUT_ROOT();
+    const support::PrivateMounts at;
+    at.run("mkdir d; ln -s / d/R");
+    const orvel::Fd outside(open("/", O_PATH));
+    {
+        const support::Chroot root(at.path());
+        EXPECT_EQ(chdir("/"), 0);
+        for (const char *dir : {"//", "/.", ".", "d/R/"}) {
+            EXPECT_EQ(list(get_path_list_from_dir, dir, "\n"), "/d/R /d /d / ") << dir;
+            EXPECT_EQ(list(get_dir_list, dir, "\n"), "/d ") << dir;
+        }
+        EXPECT_EQ(list(get_path_list_from_dir, "d/R", "\n"), "/d/R /d /d/R/d /d/R ");
+        EXPECT_EQ(list(get_path_list_from_dir, "/", "\n"), "null 0");
+        EXPECT_EQ(fchdir(outside.get()), 0);
+    }
+}
+
+// Looking at debugfs's directory "tracing" does not mount tracefs there, opening it does.
+TEST(Listings, EnterWhatOpeningMounts) {
+    SKIP_WITHOUT_ROOT();
+    const support::PrivateMounts at;
+    at.run("mkdir d; mount -t debugfs d d 2> /dev/null || :");
+    struct stat before = {};
+    if (lstat((at / "d/tracing").c_str(), &before) != 0) GTEST_SKIP() << "no debugfs with tracing";
+    const std::string tracing = at / "d/tracing";
+    EXPECT_TRUE(orvel::open_automounted(AT_FDCWD, tracing.c_str(), O_RDONLY, before));
+    at.run("umount d/tracing");
+    EXPECT_NE(list(get_file_list_from_dir, at / "d", at / "d").find("./tracing/README "), std::string::npos);
+}
+
 // Makes a call in the directory; its result, and what it wrote to standard error up to each colon.
 std::string call(const Scratch &at, const std::function<int()> &function) {
     EXPECT_EQ(chdir(at.path().c_str()), 0);
     testing::internal::CaptureStderr();
     const std::string result = std::to_string(function());
-    return result + std::regex_replace(testing::internal::GetCapturedStderr(), std::regex("^(.*): .*\\n"), " $1");
+    return result +
+           std::regex_replace(testing::internal::GetCapturedStderr(), std::regex("([^:\n]*): [^\n]*\n"), " $1");
 }
 
 // All that there is, sorted.
@@ -184,10 +216,16 @@ TEST(Copying, KeepsItsCodes) {
 TEST(RemovingAndCopying, AsAnOrdinaryUser) {
     SKIP_WITHOUT_ROOT();
     const Scratch at;
-    at.run("mkdir -p t/closed y; touch t/readonly; chmod 444 t/readonly; chown -R 65534 . t y; chmod 0 t/closed");
+    at.run(
+        "mkdir -p t/closed y; touch t/readonly; chmod 444 t/readonly; chown -R 65534 . t y; chmod 0 t/closed"
+        "; mkdir -p t/unsearchable/d; touch t/unsearchable/f; ln -s f t/unsearchable/l"
+        "; chown -Rh 65534 t/unsearchable; chmod 444 t/unsearchable");
     std::thread([&] {
         (void)syscall(SYS_setresuid, 65534, 65534, 65534);  // raw: of this thread alone
         EXPECT_EQ(copy_file((at / "t/readonly").c_str(), (at / "y/z").c_str()), -1);
+        EXPECT_EQ(call(at, [] { return remove_dir("t/unsearchable"); }),
+                  "0 get directory stat error get directory stat error get directory stat error");
+        at.run("chmod 755 t/unsearchable; rm -r t/unsearchable");
         EXPECT_EQ(call(at, [] { return copy_dir("./t", "y"); }), "0 opendir error");
         EXPECT_EQ(call(at, [] { return remove_dir("t/closed"); }), "-2 opendir error");
     }).join();
@@ -251,6 +289,16 @@ TEST(Race, NothingOutsideATreeIsTouched) {
     (void)testing::internal::GetCapturedStderr();
 }
 
+TEST(Race, ALinkIsNotOpenedForItsTarget) {
+    const Scratch at;
+    at.run("mkdir d; ln -s d link");
+    struct stat target = {};
+    ASSERT_EQ(stat((at / "link").c_str(), &target), 0);
+    EXPECT_TRUE(orvel::open_examined(AT_FDCWD, (at / "d").c_str(), O_RDONLY, target));
+    EXPECT_FALSE(orvel::open_examined(AT_FDCWD, (at / "link").c_str(), O_RDONLY, target));
+    EXPECT_FALSE(orvel::open_automounted(AT_FDCWD, (at / "link").c_str(), O_RDONLY, target));
+}
+
 TEST(Race, ADirectoryMovedOutOfTheTreeEndsTheWayBack) {
     const Scratch at;
     at.run("mkdir -p t/1/2/3/4/5/6/7/8 elsewhere");
@@ -308,6 +356,110 @@ TEST(Depth, NeedsNeitherStackNorDescriptors) {
     EXPECT_EQ(openDescriptors(), before);
 }
 
+// Makes a call with so many descriptors free above those in use.
+template <class Call>
+auto withDescriptors(rlim_t free, const Call &call) {
+    rlim_t used = 0;
+    for (int fd = 0; fd < 256; ++fd)
+        if (fcntl(fd, F_GETFD) >= 0) used = static_cast<rlim_t>(fd) + 1;
+    rlimit files = {};
+    EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &files), 0);
+    const rlimit few = {used + free, files.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    const auto result = call();
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
+    return result;
+}
+
+TEST(Descriptors, ThatSufficeForALevelGiveAWholeResult) {
+    const Scratch at;
+    const std::string tree = at / "t", copies = at / "copies";
+    at.run("mkdir copies; d=t; for i in $(seq 12); do mkdir -p $d/a; touch $d/a/f $d/g; d=$d/a; done");
+    const std::string whole = names(tree);
+    testing::internal::CaptureStderr();
+    for (rlim_t free = 0; free < 12; ++free) {
+        for (const Listing listing : {get_file_list_from_dir, get_path_list_from_dir}) {
+            const std::string all = list(listing, tree, tree);
+            const std::string listed = withDescriptors(free, [&] { return list(listing, tree, tree); });
+            EXPECT_TRUE(listed == all || (free < 4 && listed.starts_with("null"))) << free << listed;
+        }
+        (void)withDescriptors(free, [&] { return copy_dir(tree.c_str(), copies.c_str()); });
+        if (free >= 6) {
+            EXPECT_EQ(names(copies + "/t"), whole) << free;
+        }
+        (void)remove_dir((copies + "/t").c_str());
+        at.run("cp -r t victim");
+        const std::string victim = at / "victim";
+        (void)withDescriptors(free, [&] { return remove_dir(victim.c_str()); });
+        EXPECT_TRUE(path_is_exist(victim.c_str()) == -1 || free < 4) << free;
+        at.run("rm -rf victim; touch victim");
+        EXPECT_EQ(withDescriptors(free, [&] { return remove_dir(victim.c_str()); }), 0);
+        EXPECT_EQ(path_is_exist(victim.c_str()), -1) << free;
+    }
+    (void)testing::internal::GetCapturedStderr();
+}
+
+TEST(Errno, IsSetByFailuresAlone) {
+    const Scratch at;
+    at.run("mkdir d e; touch d/f; ln -s d link; mkfifo fifo");
+    ASSERT_EQ(chdir(at.path().c_str()), 0);
+    int count = 0, one = 1;
+    char blank[] = " ";
+    struct tm now = {};
+    constexpr int kKept = 7777;
+    const struct {
+        const char *name;
+        std::function<void()> call;
+        int expected;
+    } rows[] = {
+        // Successes, an empty list among them.
+        {"dir list", [] { list(get_dir_list, "d", ""); }, kKept},
+        {"empty", [&] { get_dir_list("e", &(count = 0)); }, kKept},
+        {"empty files", [&] { get_file_list_from_dir("e", &(count = 0)); }, kKept},
+        {"absent", [] { remove_dir("no"); }, kKept},
+        {"is dir", [] { path_is_dir("d/f"); }, kKept},
+        {"bind", [] { path_is_mount_bind("/", "/proc"); }, kKept},
+        {"time", [] { text(get_time_str()); }, kKept},
+        {"copy", [] { copy_file("d/f", "d/g"); }, kKept},
+        {"tree", [] { copy_dir("./d", "e"); }, kKept},
+        {"remove", [] { remove_dir("e/d"); }, kKept},
+        // NULL, "..", a link, an empty path, a count.
+        {"ltrim", [] { ltrim_anyway(nullptr); }, EINVAL},
+        {"ltrim blank", [&] { ltrim_anyway(blank); }, kKept},
+        {"strrpc", [] { strrpc("a", "", "b"); }, EINVAL},
+        {"current time", [] { get_current_time(nullptr); }, EINVAL},
+        {"current", [&] { get_current_time(&now); }, kKept},
+        {"absolute", [] { get_absolute_path(nullptr); }, EINVAL},
+        {"absolute empty", [] { get_absolute_path(""); }, ENOENT},
+        {"exist", [] { path_is_exist(nullptr); }, EINVAL},
+        {"same", [] { path_is_same("d", nullptr); }, EINVAL},
+        {"bind null", [] { path_is_mount_bind(nullptr, "/"); }, EINVAL},
+        {"bind empty", [] { path_is_mount_bind("", "/"); }, ENOENT},
+        {"list null", [&] { get_dir_list(nullptr, &(count = 0)); }, EINVAL},
+        {"list count", [&] { get_path_list_from_dir("d", &one); }, EINVAL},
+        {"list dots", [&] { get_file_list_from_dir("d/../d", &(count = 0)); }, EINVAL},
+        {"list link", [&] { get_file_list_from_dir("link", &(count = 0)); }, ELOOP},
+        {"list empty path", [&] { get_path_list_from_dir("", &(count = 0)); }, ENOENT},
+        {"list file", [&] { get_file_list_from_dir("d/f", &(count = 0)); }, ENOTDIR},
+        {"remove dots", [] { remove_dir("d/.."); }, EINVAL},
+        {"remove link", [] { remove_dir("link"); }, ELOOP},
+        {"copy null", [] { copy_file("d/f", nullptr); }, EINVAL},
+        {"copy link", [] { copy_file("link", "x"); }, ELOOP},
+        {"copy fifo", [] { copy_file("fifo", "x"); }, EINVAL},
+        {"copy absent", [] { copy_file("no", "x"); }, ENOENT},
+        {"tree dots", [] { copy_dir("./d", "e/../e"); }, EINVAL},
+        {"tree link", [] { copy_dir("./link", "e"); }, ELOOP},
+        {"tree name", [] { copy_dir("d", "e"); }, EINVAL},
+        {"tree exists", [] { copy_dir("./link", "e"); }, EEXIST},
+        {"tree long", [] { copy_dir("./d", (std::string(4091, '/') + "tmp").c_str()); }, ENAMETOOLONG},
+    };
+    for (const auto &[name, call, expected] : rows) {
+        errno = kKept;
+        call();
+        EXPECT_EQ(errno, expected) << name;
+    }
+}
+
 TEST(Memory, RunningOutGivesNoPartOfAList) {
     const Scratch at;
     at.run("mkdir -p t/s/u copies; cd t; touch $(seq 40); ln -s s link; cd s/u; touch $(seq 40)");
@@ -330,6 +482,14 @@ TEST(Memory, RunningOutGivesNoPartOfAList) {
         },
         any);
     support::failInTurn([&] { return std::to_string(copy_file(file.c_str(), other.c_str())); }, any);
+    support::failInTurn(
+        [&] {
+            const int result = remove_dir(other.c_str());
+            const bool isGone = path_is_exist(other.c_str()) == -1;
+            (void)(support::Unfailing(), copy_file(file.c_str(), other.c_str()));
+            return std::to_string(result) + (isGone ? " gone" : "");
+        },
+        [](const std::string &answer) { return answer == "0 gone"; });
     support::failInTurn([&] { return std::to_string(path_is_mount_bind("/proc", "/proc")); }, any);
     (void)testing::internal::GetCapturedStderr();
     EXPECT_EQ(openDescriptors(), before);

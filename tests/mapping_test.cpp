@@ -22,8 +22,7 @@ TEST(ReplaceTarget, MovesMountPointsThatLieInBackingPaths) {
         {"/m -> /a  /n -> /a/bc  /a/bcd/x -> /d", "/m -> /a  /n -> /a/bc  /m/bcd/x -> /d"},
         {"/m -> /a  /n -> /ab  /abc -> /d", "/m -> /a  /n -> /ab  /nc -> /d"},
         // Of several mount points of one backing path the shortest, then the smallest.
-        {"/long -> /s/v  /b -> /s/v  /a -> /s/v  /s/v/x -> /d",
-         "/long -> /s/v  /b -> /s/v  /a -> /s/v  /a/x -> /d"},
+        {"/long -> /s/v  /b -> /s/v  /a -> /s/v  /s/v/x -> /d", "/long -> /s/v  /b -> /s/v  /a -> /s/v  /a/x -> /d"},
         // Two at one mount point: the shorter backing path stays, then the larger.
         {"/m -> /a  /a/x -> /long  /m/x -> /d", "/m -> /a  /m/x -> /d"},
         {"/m -> /a  /a/x -> /d  /m/x -> /long", "/m -> /a  /m/x -> /d"},

@@ -135,7 +135,8 @@ TEST(EntryPoints, LogEveryStepOfTheirWay) {
         {nullptr, "null EINVAL\n" + begin + "3 # the 1-th input path is nullptr\n"},
         {"", "null EINVAL\n" + begin + "3 # the 1-th input path is empty\n"},
         {"/..", "null EINVAL\n" + begin + "2 # the 1-th input path contains dot components (. or ..): /..\n"},
-        {tooLong.c_str(), "null ENAMETOOLONG\n" + begin + "3 # the 1-th input path exceeds maximum length: " + tooLong + "\n"},
+        {tooLong.c_str(),
+         "null ENAMETOOLONG\n" + begin + "3 # the 1-th input path exceeds maximum length: " + tooLong + "\n"},
         {over.c_str(), "null ENAMETOOLONG\n" + begin + "1 # the 1-th input path: " + over + "\n" + looked +
                            "3 # the 1-th normalized path is too long: " + over + "\n"},
     };
@@ -154,18 +155,16 @@ TEST(EntryPoints, LogEveryStepOfTheirWay) {
 TEST(EntryPoints, NeverHandOutWhatACallerWouldMisread) {
     SKIP_WITHOUT_ROOT();
     const ConfiguredRoot root("/l", std::string("/m\0x", 4));  // cut at its NUL it is another path
-    EXPECT_EQ(ask({"/l/a"}, false), "null EILSEQ\n1 # input path : /l/a\n" + kLook +
-                                        "3 # result path contains a NUL byte: /l/a\n");
+    EXPECT_EQ(ask({"/l/a"}, false),
+              "null EILSEQ\n1 # input path : /l/a\n" + kLook + "3 # result path contains a NUL byte: /l/a\n");
     const std::string answer = ask({"a", "/l/a"}, true);
     EXPECT_TRUE(answer.starts_with("null EILSEQ\n")) << answer;
-    EXPECT_TRUE(answer.ends_with("3 # the 1-th normalized path contains a NUL byte: /l/a\n"))
-        << answer;
+    EXPECT_TRUE(answer.ends_with("3 # the 1-th normalized path contains a NUL byte: /l/a\n")) << answer;
 }
 
 TEST(EntryPoints, AreRefusedWithAnEmptyBucket) {
     while (orvel::checkRateLimit()) continue;
-    const std::string refusal =
-        "null EAGAIN\n2 # pathNormalize call rate limit exceeded, rejecting request\n";
+    const std::string refusal = "null EAGAIN\n2 # pathNormalize call rate limit exceeded, rejecting request\n";
     EXPECT_EQ(ask({nullptr}, false), refusal);
     EXPECT_EQ(ask({}, true), refusal);
 }

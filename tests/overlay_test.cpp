@@ -34,8 +34,7 @@ TEST(Strings, ReplaceVariablesOnceAndInByteOrder) {
 
 // What parsing a file into a tree leaves: the tree, as "section.key=a|b;" for every key in byte
 // order, and the log.
-std::string parseFile(const std::string &path, SystemStage stage = StageSystem,
-                      orvel::ConfigTree tree = {}) {
+std::string parseFile(const std::string &path, SystemStage stage = StageSystem, orvel::ConfigTree tree = {}) {
     const bool accepted = parseConfig(path, stage, tree);
     std::map<std::string, std::string> sorted;
     for (const auto &[section, keys] : tree)
@@ -49,8 +48,7 @@ std::string parseFile(const std::string &path, SystemStage stage = StageSystem,
     return left + log;
 }
 
-std::string parse(const std::string &text, SystemStage stage = StageSystem,
-                  const orvel::ConfigTree &tree = {}) {
+std::string parse(const std::string &text, SystemStage stage = StageSystem, const orvel::ConfigTree &tree = {}) {
     const int fd = memfd_create("conf", 0);
     EXPECT_EQ(write(fd, text.data(), text.size()), static_cast<ssize_t>(text.size()));
     const std::string left = parseFile("/proc/self/fd/" + std::to_string(fd), stage, tree);
@@ -79,8 +77,7 @@ TEST(ParseConfig, AcceptsTheFormat) {
 }
 
 TEST(ParseConfig, ReplacesSectionsOfTheTree) {
-    EXPECT_EQ(parse(kGood, StageSystem, {{"General", {{"Old", {"x"}}}}, {"A", {{"k", {"1"}}}}}),
-              "A.k=1;" + kGoodTree);
+    EXPECT_EQ(parse(kGood, StageSystem, {{"General", {{"Old", {"x"}}}}, {"A", {{"k", {"1"}}}}}), "A.k=1;" + kGoodTree);
 }
 
 // A stream that fails after its first bytes, as of a disk with a bad block.
