@@ -52,52 +52,58 @@ judge "the host"
 cmp "$out" "$work/again"
 
 : > "$in"
-overlay='/usr/local\toverlay\tusr/local-N\n'
-expect 0 "$deployment/usr/local\t$overlay$deployment/usr\t/usr\tmount\t/usr\n$deployment\t/\tmount\t/
-$state/var/overlay/usr-local\t$overlay$state/var\t/var\tmount\t/var\n/var/overlay/usr-drive\t$overlay\
-/var/overlay/usr-local\t$overlay/sysroot/boot\t/boot\tmount\t/boot\n" '' --root "$host" --table
+overlay='/usr/local overlay usr/local-N'
+expect 0 "$overlay $deployment/usr/local\n/usr mount /usr $deployment/usr\n/ mount / $deployment
+$overlay $state/var/overlay/usr-local\n/var mount /var $state/var\n$overlay /var/overlay/usr-drive
+$overlay /var/overlay/usr-local\n/boot mount /boot /sysroot/boot\n" '' --root "$host" -trn
 expect 0 '/var/log\n/tmp/x\nrelative\n' '' --root "$host" $state/var/log /var/tmp/x relative
 expect 0 '[a,b]\n--root=\n' '' '[a,b]' -- --root=
 expect 2 '' "orvel-path: '': cannot be entered: No such file or directory\n" --root= /x
 printf '%s\0' $state/var/lib $'a\nb' > "$in"
 expect 0 '/var/lib\0a\nb\0' '' --root "$host" -0
 printf 'a\0b\n\nc' > "$in"
-expect 1 'a\0b\n\nc\n' "orvel-path: 'a\0b': contains a NUL byte
-orvel-path: '': input path is invalid (null or empty)\n" --root "$host"
+expect 1 'a\0b\n\nc\n' "orvel-path: 'a\0b': refused: it holds a NUL byte
+orvel-path: '': refused: it is empty\n" --root "$host"
 # Two batches, the second one refused, and its paths more than the limiter admits at once.
 { seq 1150 | sed "s|^|$state/var/|"; echo /..; } > "$in"
-expect 1 "$(seq 1150 | sed 's|^|/var/|')\n/..\n" "orvel-path: '/..': input path contains dot \
-components (. or ..), returning original path: /..\n" --root "$host"
+expect 1 "$(seq 1150 | sed 's|^|/var/|')\n/..\n" "orvel-path: '/..': refused: \
+it has a component . or ..\n" --root "$host"
 
 # Every step, and what the kernel says: one file, one through the overlay, and one that a mount hides.
 numbers() { stat -c 'device %Hd:%Ld inode %i' "$host$1"; }
 day=$state/var/tmp/scratch1 added=$state/var/overlay/usr-local/changed hidden=$deployment/var/x
 tee "$host$hidden" "$host/var/x" < /dev/null
-expect 1 "asked\t${day/sys/tmp}\t\ntemporary root\t$day\t/tmproot -> /sysroot\nmapping\t/var/tmp/scratch1\t\
-mount /var: $state/var -> /var\n/var rule\t/tmp/scratch1\t/var is dropped\ngiven\t/tmp/scratch1\t
-same file\tyes\t$(numbers "$day")\nasked\t$added\t\nmapping\t/usr/local/changed\t\
-overlay usr/local-N: $state/var/overlay/usr-local -> /usr/local\ngiven\t/usr/local/changed\t
-same file\tlikely\ttype, size and change time agree through the overlay; $(numbers "$added"), \
-$(numbers /usr/local/changed)\nasked\t$hidden\t\nmapping\t/var/x\tmount /: $deployment -> /\ngiven\t/var/x\t
-same file\tno\t$(numbers "$hidden"), $(numbers /var/x)\nasked\t\t\nrefused\t\tinput path is invalid (null or empty)\n" \
-    '' --root "$host" --why "${day/sys/tmp}" "$added" "$hidden" ''
-expect 1 "[\n  {\"path\":\"/sysroot/boot\",\"normalized\":\"/boot\",\"steps\":[{\"step\":\"mapping\",\"path\":\"/boot\",\
-\"by\":\"mount /boot: /sysroot/boot -> /boot\"}],\"same_file\":\"yes\",\"same_file_by\":\"$(numbers /boot)\"},
-  {\"path\":\"\",\"refused\":\"input path is invalid (null or empty)\"}\n]\n" '' --root "$host" --why --json /sysroot/boot ''
+expect 1 "[\n  {\"path\":\"${day/sys/tmp}\",\"normalized\":\"/tmp/scratch1\",\"steps\":[\
+{\"step\":\"temporary root\",\"path\":\"$day\",\"by\":\"/tmproot -> /sysroot\"},\
+{\"step\":\"mapping\",\"path\":\"/var/tmp/scratch1\",\"by\":\"mount /var: $state/var -> /var\"},\
+{\"step\":\"/var rule\",\"path\":\"/tmp/scratch1\",\"by\":\"/var is dropped\"}],\
+\"same_file\":\"yes\",\"same_file_by\":\"$(numbers "$day")\"},
+  {\"path\":\"$added\",\"normalized\":\"/usr/local/changed\",\"steps\":[{\"step\":\"mapping\",\"path\":\"/usr/local/changed\",\
+\"by\":\"overlay usr/local-N: $state/var/overlay/usr-local -> /usr/local\"}],\"same_file\":\"likely\",\
+\"same_file_by\":\"type, size and change time agree through the overlay; $(numbers "$added"), $(numbers /usr/local/changed)\"},
+  {\"path\":\"$hidden\",\"normalized\":\"/var/x\",\"steps\":[{\"step\":\"mapping\",\"path\":\"/var/x\",\
+\"by\":\"mount /: $deployment -> /\"}],\"same_file\":\"no\",\"same_file_by\":\"$(numbers "$hidden"), $(numbers /var/x)\"},
+  {\"path\":\"\",\"refused\":\"it is empty\"}\n]\n" '' --root "$host" --why --json "${day/sys/tmp}" "$added" "$hidden" ''
+for why in '/usr/x: already normal: mount /usr: '"$deployment/usr"' -> /usr' 'x: relative' '/: the root' \
+    '/sysroot//boot: doubled slashes match no mapping' '/ostree/x: below the link /ostree -> sysroot/ostree' \
+    '/proc/x: on the proc mount /proc, which no mapping covers' '/sysroot/x: no mapping covers it'; do
+    "$tool" --root "$host" --why "${why%%: *}" | grep -F "unchanged: ${why#*: }" > "$out" || { echo "$why"; failed=1; }
+done
+
 expect 0 '[\n  {"path":"\\ufffd","path_hex":"ff","normalized":"\\ufffd","normalized_hex":"ff"}\n]\n' '' --json $'\xff'
 
 # A configuration with all that a human would mind; one that the library does not take; and none.
 minds() { printf "orvel-path: '$work/conf': %s\n" "$@"; }
 printf '%s\n' '[General]' Mode=normal '[Overlay]' StageInitrd=/i '[a-N]' 'LowerDir=<stage>' '[b-N]' \
     'LowerDir=<none>, <PathPre>/c' MergeDir=/m '[c-N]' UpperDir=/c,/tmproot/c lowerdir=/d MergeDir=/n > "$work/conf"
-expect 0 "General\tMode\tnormal\nOverlay\tStageInitrd\t/i\na-N\tLowerDir\t/i\nb-N\tLowerDir\t<none>\nb-N\tLowerDir\t/c
-b-N\tMergeDir\t/m\nc-N\tMergeDir\t/n\nc-N\tUpperDir\t/c\nc-N\tUpperDir\t/tmproot/c\nc-N\tlowerdir\t/d\n
-/c\t/n\toverlay\tc-N\n/tmproot/c\t/n\toverlay\tc-N\n<none>\t/m\toverlay\tb-N\n" "$(minds \
+expect 0 "General Mode normal\nOverlay StageInitrd /i\na-N LowerDir /i\nb-N LowerDir <none>\nb-N LowerDir /c
+b-N MergeDir /m\nc-N MergeDir /n\nc-N UpperDir /c\nc-N UpperDir /tmproot/c\nc-N lowerdir /d\n
+/n overlay c-N /c\n/n overlay c-N /tmproot/c\n/m overlay b-N <none>\n" "$(minds \
     'in section a-N MergeDir was not found or its value is empty' "section a-N maps nothing in mode 'normal'" \
     'section c-N, key lowerdir: not read; it is to be LowerDir' 'section b-N, key LowerDir: nothing replaces <none>' \
-    '<PathPre> is replaced by nothing: section Overlay has no PathPre' 'directory /c is in several sections: b-N c-N; the last one counts' \
+    '<PathPre> is replaced by nothing: section Overlay has no PathPre' 'directory /c is in several sections: b-N c-N; the last one wins' \
     'directory /tmproot/c matches no path: /tmproot is read as /sysroot first' \
-    'directory <none> should begin, but not end, with a slash')\n" --check-config "$work/conf" --stage initrd
+    'directory <none> should begin, but not end, with a slash')\n" --check-config "$work/conf" --stage initrd -rn
 printf '\xef\xbb\xbf#\n[General]\r\n' > "$work/conf"
 expect 1 '' "$(minds 'not accepted: It was found that there was no section before the key-value pair' \
     'line 1 begins with a byte-order mark, which belongs to its text' \
@@ -105,13 +111,23 @@ expect 1 '' "$(minds 'not accepted: It was found that there was no section befor
 expect 1 '{\n  "accepted": false,\n  "complaint": "open file /none failed.",\n  "values": [],\n  "mappings": [],
   "remarks": [\n    {\n      "remark": "cannot be read: No such file or directory"\n    }\n  ]\n}\n' '' --json --check-config /none
 expect 1 '/..\n' '' -q /..
-expect 2 '' 'orvel-path: --verbose excludes --quiet\n' -q -v /x
+
+# The usage: as other tools of the system say it.
+usage() { expect 2 '' "orvel-path: $1\nTry 'orvel-path --help' for more information.\n" "${@:2}"; }
+usage '--verbose excludes --quiet' -q -v /x
+usage "unrecognized option '--x'" --x
+usage "option '--root' requires an argument" --root
+usage "extra operand '/x'" --table /x
+usage "--why, --table, --check-config: one of them at most" -wt
+"$tool" --help | grep -F 'For more details see orvel-path(1).' > "$out"
+"$tool" -V | grep -x 'orvel-path [0-9.]* (libmount [0-9.]*)' > "$out"
 
 # A terminal, and the completion.
 printf -v command '%q ' "$tool" --why $'/\e\xff\xc3\xa4\\'
 SHELL=$BASH LC_ALL=C.UTF-8 TERM=xterm NO_COLOR='' script -qec "$command" /dev/null < /dev/null > "$out"
-cmp "$out" <(printf '%s\r\n' $'\e[1mSTEP       PATH            BY\e[0m' 'asked      /\x1b\xffä\x5c' \
-    'given      /\x1b\xffä\x5c  unchanged' 'same file  unknown         /\x1b\xffä\x5c: No such file or directory')
+cmp "$out" <(printf '%s\r\n' 'STEP      PATH           BY' $'asked     /\\x1b\\xff\xc3\xa4\\x5c ' \
+    $'given     /\\x1b\\xff\xc3\xa4\\x5c unchanged: no mapping covers it' \
+    $'same file missing        /\\x1b\\xff\xc3\xa4\\x5c: No such file or' '                         directory')
 completed=$(bash -c '. /usr/share/bash-completion/bash_completion && . "$2" && COMP_WORDS=(orvel-path --st) &&
     COMP_CWORD=1 COMP_LINE="orvel-path --st" COMP_POINT=15 && _orvel_path "$1" && echo "${COMPREPLY[*]}"' \
     - "$tool" "$2/../tools/orvel-path.bash-completion")

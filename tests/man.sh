@@ -19,4 +19,4 @@ diff <(cut -f 1 "$work/functions" | sort) <(find "$MANPATH/man3" ! -name orvel_c
 while IFS=$'\t' read -r page prototype; do
     man "${page%.3}" | tr -d '[:space:]' | grep -F "${prototype// /}" > "$work/log" || { echo "no $prototype"; exit 1; }
 done < "$work/functions"
-diff <(example 2) <("$2/tools/orvel-path" -q --check-config <(example 1) | sed -n 's/\t.*\toverlay\t.*//p')
+diff <(example 2) <("$2/tools/orvel-path" -qrn --check-config <(example 1) | sed -n 's/.* overlay .* //p')

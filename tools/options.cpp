@@ -1,110 +1,142 @@
 // SPDX-License-Identifier: MIT
 #include "tools/options.hpp"
 
-#include <CLI/CLI.hpp>
-#include <algorithm>
-#include <iostream>
+#include <getopt.h>
+#include <libmount.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
 #include <stdexcept>
+#include <string>
+
+#include "tools/log.hpp"
 
 namespace tool {
 namespace {
 
-constexpr const char *kDescription =
-    "Prints, for each PATH or each line of standard input, the path under which the running\n"
-    "system shows that file. A path that is refused is printed as it came.";
+constexpr const char *kHelp = R"(
+Usage:
+ orvel-path [options] [PATH...]
+ orvel-path --why [options] [PATH...]
+ orvel-path --table [options]
+ orvel-path --check-config [options] [FILE]
 
-constexpr const char *kFooter =
-    "Exit status:\n"
-    "  0  done\n"
-    "  1  a path was refused, or the configuration file is not accepted\n"
-    "  2  wrong usage, or it could not be done\n"
-    "\n"
-    "On a terminal, lists are columns with headings, bold unless NO_COLOR is set, and what\n"
-    "cannot be printed or has no width of its own is written \\xHH. Elsewhere bytes are raw,\n"
-    "the cells of a row are separated by tabs, and there are no headings.\n"
-    "\n"
-    "In JSON, bytes that are not UTF-8 are replaced by U+FFFD; the member NAME_hex beside\n"
-    "NAME has then the whole of it in hexadecimal.\n";
+Print the path under which the running system shows each PATH, or each line of
+standard input.
 
-// The parser takes "[a,b]" for a list of two. A NUL in front, which no argument has, keeps it
-// whole.
-std::vector<std::string> shieldedArguments(int argc, char **argv) {
-    std::vector<std::string> arguments;
-    bool afterOptions = false;
-    for (int i = 1; i < argc; ++i) {
-        std::string argument = argv[i];
-        if (argument.starts_with('[')) argument.insert(0, 1, '\0');
-        // Nor would it see that this one has a value, an empty one.
-        const bool isEmptyRoot = !afterOptions && argument == "--root=";
-        afterOptions = afterOptions || argument == "--";
-        if (isEmptyRoot) argument.pop_back();
-        arguments.push_back(std::move(argument));
-        if (isEmptyRoot) arguments.emplace_back();
-    }
-    std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
-    return arguments;
+What to print:
+ -w, --why            each step that changes a PATH, or why none does
+ -t, --table          the mappings in the order in which they are applied
+     --check-config   how the library reads the configuration FILE or the system's
+
+Where to look:
+     --root DIR       in the root directory DIR
+     --stage STAGE    with --check-config: in boot stage initrd or system
+
+How to print it:
+ -0, --null           paths that are read and lines that are written end in NUL
+ -J, --json           JSON
+ -n, --noheadings     tables without headings
+ -r, --raw            tables with one blank between cells, blanks in them escaped
+ -q, --quiet          no reasons and remarks on standard error
+ -v, --verbose        the library's warnings; twice: its trace; thrice: all
+
+ -h, --help           this help
+ -V, --version        the version
+
+Exit status: 0 done; 1 a path is refused, or the configuration is not accepted;
+2 wrong usage, or it could not be done.
+
+For more details see orvel-path(1).
+)";
+
+enum LongOnly { kCheckConfig = 256, kRoot, kStage };
+
+// clang-format off
+constexpr std::array<option, 14> kOptions = {{
+    {"why", no_argument, nullptr, 'w'}, 
+    {"table", no_argument, nullptr, 't'}, {"check-config", no_argument, nullptr, kCheckConfig},
+     {"root", required_argument, nullptr, kRoot},
+     {"stage", required_argument, nullptr, kStage},
+    {"null", no_argument, nullptr, '0'}, {"json", no_argument, nullptr, 'J'},
+    {"noheadings", no_argument, nullptr, 'n'}, {"raw", no_argument, nullptr, 'r'},
+    {"quiet", no_argument, nullptr, 'q'}, {"verbose", no_argument, nullptr, 'v'},
+    {"help", no_argument, nullptr, 'h'}, {"version", no_argument, nullptr, 'V'}, {}}};
+// clang-format on
+
+// A mistake in the use of the options. getopt has said itself what is wrong if there is no text.
+struct Mistake : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+void setMode(Options &options, Mode mode) {
+    if (options.mode != Mode::Paths && options.mode != mode)
+        throw Mistake("--why, --table, --check-config: one of them at most");
+    options.mode = mode;
 }
 
-void unshield(std::string &argument) {
-    if (argument.starts_with('\0')) argument.erase(0, 1);
+SystemStage stageOf(const std::string &text) {
+    if (text != "initrd" && text != "system")
+        throw Mistake("option '--stage': '" + text + "' is neither 'initrd' nor 'system'");
+    return text == "initrd" ? StageInitrd : StageSystem;
 }
 
-void declareTasks(CLI::App &app, Options &options) {
-    CLI::Option *paths =
-        app.add_option("PATH", options.paths, "paths; none: standard input")->type_name("");
-    CLI::Option *table = app.add_flag(
-        "--table", options.table, "print the ordered mapping list: prefix, replacement, origin");
-    CLI::Option *why =
-        app.add_flag("--why", options.why,
-                     "print each step that changes a PATH, and whether the file is the same");
-    CLI::Option *check =
-        app.add_flag("--check-config", options.checkConfig,
-                     "print how configuration file PATH (none: the system's) is read");
-    table->excludes(paths, why, check);
-    why->excludes(check);
-    app.add_option("--stage", options.stage, "boot stage to read it for: initrd or system")
-        ->type_name("STAGE")
-        ->check(CLI::IsMember({"initrd", "system"}).description(""))
-        ->needs(check);
+void take(int letter, Options &options) {
+    Format &format = options.format;
+    if (letter == 'w') return setMode(options, Mode::Why);
+    if (letter == 't') return setMode(options, Mode::Table);
+    if (letter == kCheckConfig) return setMode(options, Mode::CheckConfig);
+    if (letter == '?') throw Mistake("");
+    if (letter == kRoot) options.root = optarg;
+    if (letter == kStage) options.stage = stageOf(optarg);
+    if (letter == '0') format.separator = '\0';
+    format.json = format.json || letter == 'J';
+    format.noHeadings = format.noHeadings || letter == 'n';
+    format.raw = format.raw || letter == 'r';
+    options.quiet = options.quiet || letter == 'q';
+    options.verbosity += letter == 'v' ? 1 : 0;
 }
 
-void declareForms(CLI::App &app, Options &options) {
-    CLI::Option *json = app.add_flag("--json", options.json, "print JSON");
-    app.add_flag_callback(
-           "-0,--null", [&] { options.separator = '\0'; },
-           "what is read and written ends in NUL, also each cell of a list")
-        ->excludes(json, app.get_option("--check-config"));
-    app.add_option("--root", options.root, "enter directory DIR first")->type_name("DIR");
-    app.add_flag("-v,--verbose", options.verbosity,
-                 "show the library's warnings; twice: its trace; thrice: all");
-    app.add_flag("-q,--quiet", options.quiet, "give no reasons and remarks on standard error");
-    app.set_version_flag("--version", "orvel-path " ORVEL_VERSION);
-    app.footer(kFooter);
+void checkTogether(const Options &options) {
+    const Mode mode = options.mode;
+    const std::size_t mostPaths = mode == Mode::Table         ? 0
+                                  : mode == Mode::CheckConfig ? 1
+                                                              : SIZE_MAX;
+    if (options.paths.size() > mostPaths)
+        throw Mistake("extra operand '" + options.paths[mostPaths] + "'");
+    if (options.stage && mode != Mode::CheckConfig) throw Mistake("--stage needs --check-config");
+    if (options.quiet && options.verbosity > 0) throw Mistake("--verbose excludes --quiet");
+}
+
+void printVersion() {
+    const char *libmount = nullptr;
+    (void)mnt_get_library_version(&libmount);  // a number, of which the text is enough
+    (void)std::printf("orvel-path %s (libmount %s)\n", ORVEL_VERSION, libmount);
 }
 
 }  // namespace
 
-bool parseOptions(int argc, char **argv, Options &options) {
-    CLI::App app(kDescription, "orvel-path");
-    declareTasks(app, options);
-    declareForms(app, options);
-    try {
-        app.parse(shieldedArguments(argc, argv));
-        // Not by the parser's excludes(): its version 2.4 takes --verbose for given always.
-        if (options.quiet && options.verbosity > 0)
-            throw std::runtime_error("--verbose excludes --quiet");
-        if (options.checkConfig && options.paths.size() > 1)
-            throw std::runtime_error("--check-config takes one file");
-    } catch (const CLI::ParseError &error) {
-        if (error.get_exit_code() != 0) throw std::runtime_error(error.what());
-        (void)app.exit(error);  // prints what was asked for
-        std::cout.flush();
-        if (!std::cout) throw std::runtime_error("standard output cannot be written");
-        return false;
+std::optional<int> parseOptions(int argc, char **argv, Options &options) try {
+    char name[] = "orvel-path";  // not a whole path before getopt's messages
+    if (argc > 0) argv[0] = name;
+    int letter = 0;
+    while ((letter = getopt_long(argc, argv, "wt0JnrqvhV", kOptions.data(), nullptr)) != -1) {
+        if (letter == 'h') (void)std::fputs(kHelp + 1, stdout);
+        if (letter == 'V') printVersion();
+        if (letter == 'h' || letter == 'V') {
+            finishOutput();
+            return 0;
+        }
+        take(letter, options);
     }
-    for (std::string &path : options.paths) unshield(path);
-    if (options.root) unshield(*options.root);
-    return true;
+    options.paths.assign(argv + optind, argv + argc);
+    checkTogether(options);
+    return std::nullopt;
+} catch (const Mistake &mistake) {
+    if (*mistake.what() != '\0') complain(mistake.what());
+    (void)std::fputs("Try 'orvel-path --help' for more information.\n", stderr);
+    return 2;
 }
 
 }  // namespace tool

@@ -6,23 +6,25 @@
 #include <string>
 #include <vector>
 
+#include "include/orvel_core.hpp"
+#include "tools/output.hpp"
+
 namespace tool {
 
+enum class Mode { Paths, Why, Table, CheckConfig };
+
 struct Options {
+    Mode mode = Mode::Paths;
     std::vector<std::string> paths;
     // Optional: an empty one, from an unset variable, must not pass for none.
     std::optional<std::string> root;
-    bool table = false;
-    bool why = false;
-    bool checkConfig = false;
-    std::string stage = "system";
-    bool json = false;
-    char separator = '\n';
+    std::optional<SystemStage> stage;
+    Format format;
     bool quiet = false;
     int verbosity = 0;
 };
 
-// False where help or the version was asked for, and printed. Throws std::exception on a mistake.
-bool parseOptions(int argc, char **argv, Options &options);
+// The exit status if nothing is left to do: help or the version has been printed, or a mistake.
+std::optional<int> parseOptions(int argc, char **argv, Options &options);
 
 }  // namespace tool

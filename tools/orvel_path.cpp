@@ -8,50 +8,29 @@
 
 #include "base/handles.hpp"
 #include "base/log.hpp"
-#include "tools/check_config.hpp"
-#include "tools/explain.hpp"
-#include "tools/host_log.hpp"
-#include "tools/inquiry.hpp"
-#include "tools/json.hpp"
+#include "tools/log.hpp"
+#include "tools/modes.hpp"
 #include "tools/options.hpp"
-#include "tools/origin.hpp"
-#include "tools/output.hpp"
 #include "tools/root.hpp"
 
 namespace {
 
+using tool::Answer;
+using tool::Mode;
 using tool::Options;
 
-enum ExitStatus { kDone = 0, kRefused = 1, kFailed = 2 };
-
-void printTable(const Options &options) {
-    const tool::Rows rows = toRows(tool::readTable());
-    if (options.json)
-        tool::print(toJson(rows));
-    else
-        tool::print(rows, options.separator);
-}
-
-tool::Json toJson(const tool::Answer &answer) {
-    tool::Json object;
-    tool::put(object, "path", answer.path);
-    if (answer.normalized)
-        tool::put(object, "normalized", *answer.normalized);
-    else
-        tool::put(object, "refused", answer.reason);
-    return object;
-}
+enum ExitStatus { kDone = 0, kFoundFaults = 1, kFailed = 2 };
 
 // getdelim, not std::getline: a path may be of any length, and exhaustion must not look like the
 // end.
-void askStandardInput(tool::Inquiry &inquiry, char separator) {
+void askStandardInput(tool::Normalizer &normalizer, char separator) {
     char *line = nullptr;
     std::size_t capacity = 0;
     ssize_t length = 0;
     while ((length = getdelim(&line, &capacity, separator, stdin)) >= 0) {
         std::string path(line, static_cast<std::size_t>(length));
         if (path.ends_with(separator)) path.pop_back();
-        inquiry.ask(std::move(path));
+        normalizer.ask(std::move(path));
     }
     const int error = errno;
     const orvel::MallocString owned(line);
@@ -59,33 +38,32 @@ void askStandardInput(tool::Inquiry &inquiry, char separator) {
         throw std::runtime_error(std::string("standard input: ") + std::strerror(error));
 }
 
-// Arguments, or else standard input; true if none was refused.
-bool askPaths(const Options &options) {
-    bool hadRefusals = false;
-    tool::Explainer explainer;
-    tool::JsonArray array;
-    tool::Inquiry inquiry([&](const tool::Answer &answer) {
-        hadRefusals = hadRefusals || !answer.normalized;
-        if (options.json) {
-            tool::Json object = toJson(answer);
-            if (options.why) explainer.explain(answer, object);
-            return array.add(object);
-        }
-        if (options.why) return explainer.explain(answer, options.separator);
-        tool::writeItem(answer.normalized.value_or(answer.path), options.separator);
-        if (!answer.normalized) tool::complain("'" + answer.path + "': " + answer.reason);
+// Arguments, or else standard input.
+ExitStatus answerPaths(const Options &options) {
+    ExitStatus status = kDone;
+    const tool::Host host = options.mode == Mode::Paths ? tool::Host{} : tool::readHost();
+    tool::AnswerStream answers(options.format);
+    tool::Normalizer normalizer([&](const tool::Normalized &normalized) {
+        if (!normalized.form) status = kFoundFaults;
+        answers.add(options.mode == Mode::Why ? why(host, normalized) : answerOf(normalized));
     });
-    for (const std::string &path : options.paths) inquiry.ask(path);
-    if (options.paths.empty()) askStandardInput(inquiry, options.separator);
-    inquiry.finish();
-    if (options.json) array.finish();
-    return !hadRefusals;
+    for (const std::string &path : options.paths) normalizer.ask(path);
+    if (options.paths.empty()) askStandardInput(normalizer, options.format.separator);
+    normalizer.finish();
+    answers.finish();
+    return status;
 }
 
-bool checkConfig(const Options &options) {
-    const std::string file = options.paths.empty() ? orvel::kConfigPath : options.paths.front();
-    const SystemStage stage = options.stage == "initrd" ? StageInitrd : StageSystem;
-    return tool::checkConfig(file, stage, options.json);
+ExitStatus answerOnce(const Options &options) {
+    if (options.mode == Mode::Table) {
+        print(table(tool::readHost()), options.format);
+        return kDone;
+    }
+    const Answer answer =
+        tool::checkConfig(options.paths.empty() ? orvel::kConfigPath : options.paths.front(),
+                          options.stage.value_or(StageSystem));
+    print(answer, options.format);
+    return answer.json["accepted"] ? kDone : kFoundFaults;
 }
 
 // The root is entered before the first look at the system; every library is loaded by then.
@@ -93,15 +71,13 @@ ExitStatus run(const Options &options) {
     tool::setLogLevel(orvel::log::Error + (options.quiet ? 1 : -options.verbosity));
     if (options.root)
         tool::enterRoot(*options.root);
-    else if (!options.checkConfig)
+    else if (options.mode != Mode::CheckConfig)
         tool::requireProc("/");
-    bool isDone = true;
-    if (options.table)
-        printTable(options);
-    else
-        isDone = options.checkConfig ? checkConfig(options) : askPaths(options);
+    if (options.root) tool::requireDeviceNodes(*options.root);
+    const bool hasPaths = options.mode == Mode::Paths || options.mode == Mode::Why;
+    const ExitStatus status = hasPaths ? answerPaths(options) : answerOnce(options);
     tool::finishOutput();
-    return isDone ? kDone : kRefused;
+    return status;
 }
 
 }  // namespace
@@ -109,9 +85,10 @@ ExitStatus run(const Options &options) {
 int main(int argc, char **argv) try {
     (void)std::setlocale(LC_CTYPE, "");  // or what can be printed stays ASCII
     Options options;
-    return tool::parseOptions(argc, argv, options) ? run(options) : kDone;
+    const std::optional<int> status = tool::parseOptions(argc, argv, options);
+    return status ? *status : run(options);
 } catch (const std::exception &error) {
-    tool::setLogLevel(orvel::log::Error);  // a failure is told, also quietly
+    tool::setLogLevel(orvel::log::Error);  // a failure is reported even if --quiet is given
     tool::complain(error.what());
     return kFailed;
 }

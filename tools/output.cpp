@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What can be printed, and how wide it is, is the locale's business: without UTF-8 in it, every
-// byte above ASCII is escaped.
 #include "tools/output.hpp"
 
+#include <libsmartcols/libsmartcols.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,39 +11,37 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <memory>
+#include <new>
 #include <stdexcept>
-#include <string_view>
+
+#include "base/handles.hpp"
+#include "tools/log.hpp"
 
 namespace tool {
 namespace {
 
-constexpr std::size_t kGap = 2;
+using Table = std::unique_ptr<libscols_table, orvel::Releaser<scols_unref_table>>;
 
-struct Printable {
-    std::string text;
-    std::size_t width = 0;  // in columns of the terminal
-};
+constexpr std::size_t kProseColumns = 36;  // of a terminal, for a cell with a sentence
 
-Printable printable(std::string_view text) {
-    Printable result;
+std::string printable(std::string_view text) {
+    std::string result;
     std::mbstate_t state = {};
     while (!text.empty()) {
         wchar_t character = 0;
         const std::size_t length = std::mbrtowc(&character, text.data(), text.size(), &state);
         const bool isCharacter = length > 0 && length <= text.size();  // else NUL or an error
         // What has no width may turn the direction of writing, or hide.
-        if (const int width = isCharacter ? wcwidth(character) : 0;
-            width > 0 && character != L'\\') {
-            result.text += text.substr(0, length);
-            result.width += static_cast<std::size_t>(width);
+        if (isCharacter && wcwidth(character) > 0 && character != L'\\') {
+            result += text.substr(0, length);
             text.remove_prefix(length);
             continue;
         }
         std::array<char, sizeof "\\x00"> escape = {};
         (void)std::snprintf(escape.data(), escape.size(), "\\x%02x",
                             static_cast<unsigned>(static_cast<unsigned char>(text.front())));
-        result.text += escape.data();
-        result.width += escape.size() - 1;
+        result += escape.data();
         text.remove_prefix(1);
         state = {};
     }
@@ -58,58 +55,165 @@ bool isTerminal(std::FILE *stream) {
 bool hasColours() {
     const char *refusal = std::getenv("NO_COLOR");
     const char *terminal = std::getenv("TERM");
-    return (refusal == nullptr || *refusal == '\0') && terminal != nullptr &&
+    return isTerminal(stdout) && (refusal == nullptr || *refusal == '\0') && terminal != nullptr &&
            std::strcmp(terminal, "dumb") != 0;
 }
 
-void printAligned(const Rows &rows) {
-    std::vector<std::size_t> widths(rows.names.size());
-    std::vector<std::vector<Printable>> lines;
-    const auto addLine = [&](const std::vector<std::string> &cells) {
-        std::vector<Printable> &line = lines.emplace_back();
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            line.push_back(printable(cells[i]));
-            widths[i] = std::max(widths[i], line.back().width);
-        }
-    };
-    addLine(rows.names);
-    for (Printable &name : lines.front())
-        std::transform(name.text.begin(), name.text.end(), name.text.begin(), ::toupper);
-    for (const auto &cells : rows.cells) addLine(cells);
-    for (const auto &line : lines) {
-        std::string text;
-        for (std::size_t i = 0; i < line.size(); ++i)
-            text += line[i].text + std::string(widths[i] - line[i].width + kGap, ' ');
-        text.erase(text.find_last_not_of(' ') + 1);
-        const bool isBold = &line == &lines.front() && hasColours();
-        (void)std::printf(isBold ? "\033[1m%s\033[0m\n" : "%s\n", text.c_str());
+const char *colourOf(const std::string &text) {
+    if (text == "error" || text == "no") return "red";
+    if (text == "warning" || text == "missing") return "brown";
+    return text == "ok" || text == "yes" ? "green" : nullptr;
+}
+
+bool isProse(const std::string &member) {
+    return member == "found" || member == "advice" || member == "by";
+}
+
+// Broken into lines between words.
+std::string folded(std::string text) {
+    std::size_t begin = 0;
+    while (text.size() - begin > kProseColumns) {
+        std::size_t blank = text.rfind(' ', begin + kProseColumns);
+        if (blank == std::string::npos || blank <= begin) blank = text.find(' ', begin + 1);
+        if (blank == std::string::npos) break;
+        text[blank] = '\n';
+        begin = blank + 1;
+    }
+    return text;
+}
+
+void require(int result) {
+    if (result != 0) throw std::bad_alloc();
+}
+
+void addColumn(libscols_table *table, const std::string &member) {
+    std::string heading = member;
+    std::transform(heading.begin(), heading.end(), heading.begin(),
+                   [](char c) { return c == '_' ? ' ' : static_cast<char>(std::toupper(c)); });
+    const bool mayFold = isProse(member) && isTerminal(stdout);
+    libscols_column *column =
+        scols_table_new_column(table, heading.c_str(), 0, mayFold ? SCOLS_FL_WRAP : 0);
+    if (column == nullptr) throw std::bad_alloc();
+    if (mayFold)
+        require(scols_column_set_wrapfunc(column, scols_wrapnl_chunksize, scols_wrapnl_nextchunk,
+                                          nullptr));
+}
+
+void addLine(libscols_table *table, const Json &row, const Format &format) {
+    libscols_line *line = scols_table_new_line(table, nullptr);
+    if (line == nullptr) throw std::bad_alloc();
+    std::size_t number = 0;
+    for (const auto &[member, value] : row.items()) {
+        std::string text = value.get<std::string>();
+        if (!format.raw) text = printable(text);
+        if (!format.raw && isTerminal(stdout) && isProse(member)) text = folded(std::move(text));
+        require(scols_line_set_data(line, number, text.c_str()));
+        if (member == "severity" || member == "same_file")
+            require(scols_cell_set_color(scols_line_get_cell(line, number), colourOf(text)));
+        ++number;
     }
 }
 
-void writeRaw(const std::string &text, char end) {
-    // Failures are seen once, by the stream's error flag, when the program ends.
-    (void)std::fwrite(text.data(), 1, text.size(), stdout);
-    (void)std::fputc(end, stdout);
+// Cells are made printable here, not by the table, which would pass characters without a width.
+// Raw ones are the table's to escape.
+void printTable(const Json &rows, const Format &format) {
+    const Table table(scols_new_table());
+    if (!table) throw std::bad_alloc();
+    require(scols_table_enable_noencoding(table.get(), format.raw ? 0 : 1));
+    require(scols_table_enable_raw(table.get(), format.raw ? 1 : 0));
+    require(scols_table_enable_noheadings(table.get(), format.noHeadings ? 1 : 0));
+    require(scols_table_enable_colors(table.get(), hasColours() ? 1 : 0));
+    for (const auto &[member, value] : rows.front().items()) addColumn(table.get(), member);
+    for (const Json &row : rows) addLine(table.get(), row, format);
+    require(scols_print_table(table.get()));
+}
+
+// The JSON library's own judgement, so that a member and its text always agree.
+bool isUtf8(const Json &text) {
+    try {
+        (void)text.dump();
+        return true;
+    } catch (const Json::type_error &) {
+        return false;
+    }
+}
+
+std::string hexadecimal(const std::string &bytes) {
+    constexpr const char *kDigits = "0123456789abcdef";
+    std::string digits;
+    for (const char byte : bytes) {
+        const auto value = static_cast<unsigned char>(byte);
+        digits += kDigits[value >> 4U];
+        digits += kDigits[value & 0xFU];
+    }
+    return digits;
+}
+
+Json withHexadecimal(const Json &value) {
+    if (!value.is_structured()) return value;
+    Json result = value.is_array() ? Json::array() : Json::object();
+    if (value.is_array())
+        for (const Json &element : value) result.push_back(withHexadecimal(element));
+    else
+        for (const auto &[name, member] : value.items()) {
+            result[name] = withHexadecimal(member);
+            if (member.is_string() && !isUtf8(member))
+                result[name + "_hex"] = hexadecimal(member.get<std::string>());
+        }
+    return result;
+}
+
+// In ASCII, so that a terminal gets no control character, of one byte or two.
+std::string dump(const Json &value, int indent) {
+    return withHexadecimal(value).dump(indent, ' ', true, Json::error_handler_t::replace);
+}
+
+void printText(const Answer &answer, const Format &format) {
+    const char *gap = "";
+    for (const Json &rows : answer.tables) {
+        if (rows.empty()) continue;
+        (void)std::fputs(gap, stdout);
+        printTable(rows, format);
+        gap = "\n";
+    }
+    if (answer.tables.empty()) {
+        const std::string line =
+            format.separator == '\0' ? answer.line : shown(answer.line, stdout);
+        (void)std::fwrite(line.data(), 1, line.size(), stdout);
+        (void)std::fputc(format.separator, stdout);
+    }
+    if (!answer.remarks.empty()) finishOutput();  // they are about what has been written
+    for (const std::string &remark : answer.remarks) complain(remark);
 }
 
 }  // namespace
 
+void print(const Answer &answer, const Format &format) {
+    if (format.json)
+        (void)std::printf("%s\n", dump(answer.json, 2).c_str());
+    else
+        printText(answer, format);
+}
+
+void AnswerStream::add(const Answer &answer) {
+    if (format_.json)
+        (void)std::printf("%s  %s", isEmpty_ ? "[\n" : ",\n", dump(answer.json, -1).c_str());
+    else {
+        if (!isEmpty_ && !answer.tables.empty()) (void)std::fputc('\n', stdout);
+        printText(answer, format_);
+    }
+    isEmpty_ = false;
+}
+
+void AnswerStream::finish() const {
+    if (format_.json) (void)std::fputs(isEmpty_ ? "[]\n" : "\n]\n", stdout);
+}
+
 std::string shown(const std::string &text, std::FILE *stream) {
-    return isTerminal(stream) ? printable(text).text : text;
+    return isTerminal(stream) ? printable(text) : text;
 }
 
-void writeItem(const std::string &text, char separator) {
-    writeRaw(separator == '\0' ? text : shown(text, stdout), separator);
-}
-
-void print(const Rows &rows, char separator) {
-    if (separator != '\0' && isTerminal(stdout)) return printAligned(rows);
-    const char between = separator == '\0' ? '\0' : '\t';
-    for (const auto &cells : rows.cells)
-        for (std::size_t i = 0; i < cells.size(); ++i)
-            writeRaw(cells[i], i + 1 < cells.size() ? between : separator);
-}
-
+// Failures of single writes are seen here, by the stream's error flag.
 void finishOutput() {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
         throw std::runtime_error(std::string("standard output: ") + std::strerror(errno));

@@ -1,17 +1,20 @@
 // SPDX-License-Identifier: MIT
-// The root in which the library is to look: this host's, or another one's.
+// The root in which the library is to look: this process's, or a directory. All
+// throw std::runtime_error.
 #pragma once
 
 #include <string>
 
 namespace tool {
 
-// Checks for a mounted /proc, without which the library sees no mounts. Throws std::runtime_error
-// that names the root by root.
-void requireProc(const std::string &root);
+// Checks for a readable /proc, without which the library sees no mounts; name is the root's.
+void requireProc(const std::string &name);
 
-// Makes directory the root of this process, and checks that the library will see there what it
-// needs: a mounted /proc and the nodes of the devices that are mounted. Throws std::runtime_error.
+// Checks that each mounted device has its node, without which the library takes it for no device
+// and returns paths on it unchanged.
+void requireDeviceNodes(const std::string &name);
+
+// Makes directory the root of this process.
 void enterRoot(const std::string &directory);
 
 }  // namespace tool

@@ -2,7 +2,7 @@
 // Equal device and inode numbers are one file, and other numbers are two, unless an overlay is
 // between them: it gives files a device number of its own, and the inode number may be that of
 // another layer. What it passes through from the layer's file are type, size and change time, which
-// nobody can set: where these differ it shows another file, where they agree it is hardly one. A
+// no process can set: if these differ it shows another file, if they agree it hardly does. A
 // directory of an overlay is made of several.
 #include "tools/same_file.hpp"
 
@@ -11,7 +11,9 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/vfs.h>
+#include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 
@@ -22,6 +24,7 @@ namespace {
 
 struct Sight {
     std::string failure;  // empty: the rest is known
+    bool isMissing = false;
     struct stat status = {};
     bool isOverlay = false;
 };
@@ -31,8 +34,11 @@ Sight lookAt(const std::string &path) {
     struct statfs fileSystem = {};
     // One descriptor for both calls, which neither opens a device nor follows a link.
     const orvel::Fd fd(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-    if (!fd || fstat(fd.get(), &sight.status) != 0 || fstatfs(fd.get(), &fileSystem) != 0)
-        sight.failure = path + ": " + std::strerror(errno);
+    if (!fd || fstat(fd.get(), &sight.status) != 0 || fstatfs(fd.get(), &fileSystem) != 0) {
+        const int error = errno;
+        sight.failure = path + ": " + std::strerror(error);
+        sight.isMissing = error == ENOENT || error == ENOTDIR;
+    }
     sight.isOverlay = fileSystem.f_type == OVERLAYFS_SUPER_MAGIC;
     return sight;
 }
@@ -52,8 +58,8 @@ bool agree(const struct stat &a, const struct stat &b) {
 Comparison compareFiles(const std::string &first, const std::string &second) {
     const Sight a = lookAt(first);
     const Sight b = lookAt(second);
-    if (!a.failure.empty()) return {"unknown", a.failure};
-    if (!b.failure.empty()) return {"unknown", b.failure};
+    for (const Sight &sight : {a, b})
+        if (!sight.failure.empty()) return {sight.isMissing ? "missing" : "unknown", sight.failure};
     if (a.status.st_dev == b.status.st_dev && a.status.st_ino == b.status.st_ino)
         return {"yes", numbers(a.status)};
     const std::string both = numbers(a.status) + ", " + numbers(b.status);
@@ -63,6 +69,18 @@ Comparison compareFiles(const std::string &first, const std::string &second) {
     if (agree(a.status, b.status))
         return {"likely", "type, size and change time agree through the overlay; " + both};
     return {"no", "type, size or change time differ through the overlay; " + both};
+}
+
+std::string linkAbove(const std::string &path) {
+    for (std::size_t end = path.find('/', 1); end != std::string::npos;
+         end = path.find('/', end + 1)) {
+        const std::string directory = path.substr(0, end);
+        std::array<char, 4096> target = {};
+        const ssize_t length = readlink(directory.c_str(), target.data(), target.size());
+        if (length >= 0)
+            return directory + " -> " + std::string(target.data(), static_cast<size_t>(length));
+    }
+    return {};
 }
 
 }  // namespace tool

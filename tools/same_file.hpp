@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the kernel says of two names.
+// What the kernel says of names.
 #pragma once
 
 #include <string>
@@ -7,11 +7,15 @@
 namespace tool {
 
 struct Comparison {
-    std::string verdict;  // "yes", "no", "likely" or "unknown"
+    std::string verdict;  // "yes", "no", "likely", "missing" or "unknown"
     std::string detail;   // by what
 };
 
 // Whether both paths name the same file, a link at the end not followed.
 Comparison compareFiles(const std::string &first, const std::string &second);
+
+// The first directory of path that is a link, and what it names, as "/ostree -> sysroot/ostree"; or
+// nothing.
+std::string linkAbove(const std::string &path);
 
 }  // namespace tool

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The warnings and errors of the two entry points are kept, not written: they are the reason of a
-// refusal, and whoever asked tells it together with the path.
-#include "tools/host_log.hpp"
+// Warnings and errors of the two entry points are not written: they say why a call was refused,
+// which errno says as well, and the tool adds the path.
+#include "tools/log.hpp"
 
 #include <cstdarg>
 #include <cstdio>
@@ -14,7 +14,6 @@
 namespace {
 
 std::int32_t lowestLevel = orvel::log::Error;
-std::string refusal;
 tool::MessageKeeper *keeper = nullptr;
 
 // Measured first: a line holds a whole path, or a thousand bytes more.
@@ -41,10 +40,6 @@ void tool::complain(const std::string &text) {
     (void)std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
-std::string tool::takeRefusal() {
-    return std::exchange(refusal, {});
-}
-
 tool::MessageKeeper::MessageKeeper() : outer_(std::exchange(keeper, this)) {
 }
 
@@ -60,9 +55,8 @@ extern "C" void orvel_log_v2(std::int32_t level, std::int32_t, void *, void *, c
     va_end(arguments);
     const std::string_view caller = function;
     const bool isEntryPoint = caller == "pathNormalize" || caller == "batchPathNormalize";
-    if (isEntryPoint && level >= orvel::log::Warning)
-        refusal = std::move(text);
-    else if (keeper != nullptr && level >= orvel::log::Warning)
+    if (isEntryPoint && level >= orvel::log::Warning) return;
+    if (keeper != nullptr && level >= orvel::log::Warning)
         keeper->messages.push_back(std::move(text));
     else if (keeper == nullptr && level >= lowestLevel)
         tool::complain(std::string(caller) + ": " + text);

@@ -14,9 +14,6 @@ void setLogLevel(std::int32_t level);
 // Writes a message of this program to standard error.
 void complain(const std::string &text);
 
-// Why an entry point last refused, and forgets it; empty where none did since.
-std::string takeRefusal();
-
 // Holds the library's messages back while it lives; those of warnings and errors are kept.
 class MessageKeeper {
 public:

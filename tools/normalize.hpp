@@ -9,17 +9,17 @@
 
 namespace tool {
 
-struct Answer {
+struct Normalized {
     std::string path;
-    std::optional<std::string> normalized;
-    std::string reason;  // where the library refused the path
+    std::optional<std::string> form;
+    std::string refusal;  // why there is no form
 };
 
 // Collects paths into batches and reports each answer, in the order of the paths.
-class Inquiry {
+class Normalizer {
 public:
-    using Report = std::function<void(const Answer &)>;
-    explicit Inquiry(Report report) : report_(std::move(report)) {}
+    using Report = std::function<void(const Normalized &)>;
+    explicit Normalizer(Report report) : report_(std::move(report)) {}
 
     void ask(std::string path);
     // To be called after the last path.

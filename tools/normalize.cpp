@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+// Paths that are fit for a batch are asked at once. One path refuses the whole batch, so paths that
+// the library is sure to refuse are asked singly, for the reason; so are all paths of a batch that
+// was refused, since errno does not say which path it was. Calls over the rate limit are repeated.
+#include "tools/normalize.hpp"
+
+#include <cerrno>
+#include <chrono>
+#include <memory>
+#include <thread>
+
+#include "base/handles.hpp"
+#include "include/orvel_core.h"
+#include "include/orvel_core.hpp"
+#include "tools/output.hpp"
+
+namespace tool {
+namespace {
+
+constexpr std::size_t kMaxBatchPaths = 1000;
+constexpr std::size_t kMaxPathBytes = 4095;
+
+// Calls until the limiter lets the call through; errno is then that of the last call.
+template <class Call>
+auto withPatience(const Call &call) {
+    while (true) {
+        auto result = call();
+        if (result || errno != EAGAIN) return result;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));  // one token's time
+    }
+}
+
+// Why the library refused path with that errno.
+std::string refusalOf(const std::string &path, int error) {
+    switch (error) {
+        case EINVAL:
+            return path.empty() ? "it is empty" : "it has a component . or ..";
+        case ENAMETOOLONG:
+            return path.size() > kMaxPathBytes ? "it has more than 4095 bytes"
+                                               : "its normalised form has more than 4096 bytes";
+        case EILSEQ:
+            return "its normalised form holds a NUL byte";
+        case ENOMEM:
+            return "memory ran out";
+        default:
+            return "the library failed";
+    }
+}
+
+bool isFitForBatch(const std::string &path) {
+    return !path.empty() && path.size() <= kMaxPathBytes && path.find('\0') == std::string::npos &&
+           !containsDotComponents(path);
+}
+
+// A path with a NUL inside cannot be passed as a C string: the library would see another path.
+Normalized askSingly(const std::string &path) {
+    if (path.find('\0') != std::string::npos) return {path, std::nullopt, "it holds a NUL byte"};
+    const auto form =
+        withPatience([&] { return orvel::MallocString(pathNormalize(path.c_str())); });
+    const int error = errno;
+    if (form) return {path, form.get(), {}};
+    return {path, std::nullopt, refusalOf(path, error)};
+}
+
+}  // namespace
+
+void Normalizer::ask(std::string path) {
+    waiting_.push_back(std::move(path));
+    if (waiting_.size() == kMaxBatchPaths) finish();
+}
+
+void Normalizer::finish() {
+    std::vector<const char *> paths;
+    for (const std::string &path : waiting_)
+        if (isFitForBatch(path)) paths.push_back(path.c_str());
+    using Record =
+        std::unique_ptr<path_normalize_result_t, orvel::Releaser<freeBatchPathNormalize>>;
+    Record record;
+    if (!paths.empty())
+        record =
+            withPatience([&] { return Record(batchPathNormalize(paths.data(), paths.size())); });
+    std::size_t next = 0;
+    for (const std::string &path : waiting_)
+        report_(record && isFitForBatch(path) ? Normalized{path, record->paths[next++], {}}
+                                              : askSingly(path));
+    waiting_.clear();
+    finishOutput();  // if the reader is gone, the rest need not be asked
+}
+
+}  // namespace tool
