@@ -90,6 +90,26 @@ for why in '/usr/x: already normal: mount /usr: '"$deployment/usr"' -> /usr' 'x:
     "$tool" --root "$host" --why "${why%%: *}" | grep -F "unchanged: ${why#*: }" > "$out" || { echo "$why"; failed=1; }
 done
 
+# Every name: of a file with a layer, of one through a link, and of one that is mounted twice.
+diff <("$tool" --root "$host" -rn --names "$added" "${day/sys/tmp}" /boot/loader | cut -d ' ' -f 1-3) - << END || failed=1
+shown likely /usr/local/changed
+asked yes $added
+mount yes /also2/changed
+temporary\x20root yes ${added/sys/tmp}
+layer missing $deployment/usr/local/changed
+layer missing /var/overlay/usr-drive/changed
+layer yes /var/overlay/usr-local/changed
+
+shown yes /tmp/scratch1
+asked yes ${day/sys/tmp}
+storage yes $day
+/var\x20twin yes /var/tmp/scratch1
+
+shown yes /boot/loader
+mount yes /also1/loader
+storage yes /sysroot/boot/loader
+temporary\x20root yes /tmproot/boot/loader
+END
 expect 0 '[\n  {"path":"\\ufffd","path_hex":"ff","normalized":"\\ufffd","normalized_hex":"ff"}\n]\n' '' --json $'\xff'
 
 # A configuration with all that a human would mind; one that the library does not take; and none.
@@ -118,16 +138,16 @@ usage '--verbose excludes --quiet' -q -v /x
 usage "unrecognized option '--x'" --x
 usage "option '--root' requires an argument" --root
 usage "extra operand '/x'" --table /x
-usage "--why, --table, --check-config: one of them at most" -wt
+usage "--why, --names, --table, --check-config: one of them at most" -wt
 "$tool" --help | grep -F 'For more details see orvel-path(1).' > "$out"
 "$tool" -V | grep -x 'orvel-path [0-9.]* (libmount [0-9.]*)' > "$out"
 
 # A terminal, and the completion.
-printf -v command '%q ' "$tool" --why $'/\e\xff\xc3\xa4\\'
+printf -v command '%q ' "$tool" --names $'/\e\xff\xc3\xa4\\'
 SHELL=$BASH LC_ALL=C.UTF-8 TERM=xterm NO_COLOR='' script -qec "$command" /dev/null < /dev/null > "$out"
-cmp "$out" <(printf '%s\r\n' 'STEP      PATH           BY' $'asked     /\\x1b\\xff\xc3\xa4\\x5c ' \
-    $'given     /\\x1b\\xff\xc3\xa4\\x5c unchanged: no mapping covers it' \
-    $'same file missing        /\\x1b\\xff\xc3\xa4\\x5c: No such file or' '                         directory')
+cmp "$out" <(printf '%s\r\n' 'KIND  SAME FILE NAME           BY' \
+    $'shown \e[33mmissing  \e[0m /\\x1b\\xff\xc3\xa4\\x5c /\\x1b\\xff\xc3\xa4\\x5c: No such file or' \
+    '                               directory')
 completed=$(bash -c '. /usr/share/bash-completion/bash_completion && . "$2" && COMP_WORDS=(orvel-path --st) &&
     COMP_CWORD=1 COMP_LINE="orvel-path --st" COMP_POINT=15 && _orvel_path "$1" && echo "${COMPREPLY[*]}"' \
     - "$tool" "$2/../tools/orvel-path.bash-completion")

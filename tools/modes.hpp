@@ -18,6 +18,9 @@ Answer answerOf(const Normalized &normalized);
 // both ends.
 Answer why(const Host &host, const Normalized &normalized);
 
+// --names: each name under which the file can be reached, with the kernel's verdict.
+Answer names(const Host &host, const Normalized &normalized);
+
 // --table: the mappings in the order in which they are applied.
 Answer table(const Host &host);
 

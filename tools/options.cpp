@@ -18,7 +18,7 @@ namespace {
 constexpr const char *kHelp = R"(
 Usage:
  orvel-path [options] [PATH...]
- orvel-path --why [options] [PATH...]
+ orvel-path --why|--names [options] [PATH...]
  orvel-path --table [options]
  orvel-path --check-config [options] [FILE]
 
@@ -27,6 +27,7 @@ standard input.
 
 What to print:
  -w, --why            each step that changes a PATH, or why none does
+     --names          each name under which the file of a PATH can be reached
  -t, --table          the mappings in the order in which they are applied
      --check-config   how the library reads the configuration FILE or the system's
 
@@ -51,11 +52,11 @@ Exit status: 0 done; 1 a path is refused, or the configuration is not accepted;
 For more details see orvel-path(1).
 )";
 
-enum LongOnly { kCheckConfig = 256, kRoot, kStage };
+enum LongOnly { kNames = 256, kCheckConfig, kRoot, kStage };
 
 // clang-format off
-constexpr std::array<option, 14> kOptions = {{
-    {"why", no_argument, nullptr, 'w'}, 
+constexpr std::array<option, 15> kOptions = {{
+    {"why", no_argument, nullptr, 'w'}, {"names", no_argument, nullptr, kNames},
     {"table", no_argument, nullptr, 't'}, {"check-config", no_argument, nullptr, kCheckConfig},
      {"root", required_argument, nullptr, kRoot},
      {"stage", required_argument, nullptr, kStage},
@@ -72,7 +73,7 @@ struct Mistake : std::runtime_error {
 
 void setMode(Options &options, Mode mode) {
     if (options.mode != Mode::Paths && options.mode != mode)
-        throw Mistake("--why, --table, --check-config: one of them at most");
+        throw Mistake("--why, --names, --table, --check-config: one of them at most");
     options.mode = mode;
 }
 
@@ -85,6 +86,7 @@ SystemStage stageOf(const std::string &text) {
 void take(int letter, Options &options) {
     Format &format = options.format;
     if (letter == 'w') return setMode(options, Mode::Why);
+    if (letter == kNames) return setMode(options, Mode::Names);
     if (letter == 't') return setMode(options, Mode::Table);
     if (letter == kCheckConfig) return setMode(options, Mode::CheckConfig);
     if (letter == '?') throw Mistake("");

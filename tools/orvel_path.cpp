@@ -45,7 +45,9 @@ ExitStatus answerPaths(const Options &options) {
     tool::AnswerStream answers(options.format);
     tool::Normalizer normalizer([&](const tool::Normalized &normalized) {
         if (!normalized.form) status = kFoundFaults;
-        answers.add(options.mode == Mode::Why ? why(host, normalized) : answerOf(normalized));
+        answers.add(options.mode == Mode::Why     ? why(host, normalized)
+                    : options.mode == Mode::Names ? names(host, normalized)
+                                                  : answerOf(normalized));
     });
     for (const std::string &path : options.paths) normalizer.ask(path);
     if (options.paths.empty()) askStandardInput(normalizer, options.format.separator);
@@ -74,7 +76,8 @@ ExitStatus run(const Options &options) {
     else if (options.mode != Mode::CheckConfig)
         tool::requireProc("/");
     if (options.root) tool::requireDeviceNodes(*options.root);
-    const bool hasPaths = options.mode == Mode::Paths || options.mode == Mode::Why;
+    const bool hasPaths =
+        options.mode == Mode::Paths || options.mode == Mode::Why || options.mode == Mode::Names;
     const ExitStatus status = hasPaths ? answerPaths(options) : answerOnce(options);
     tool::finishOutput();
     return status;
