@@ -132,11 +132,31 @@ expect 1 '{\n  "accepted": false,\n  "complaint": "open file /none failed.",\n  
   "remarks": [\n    {\n      "remark": "cannot be read: No such file or directory"\n    }\n  ]\n}\n' '' --json --check-config /none
 expect 1 '/..\n' '' -q /..
 
+# Another process: of another root, and of namespaces of its own, whose /proc has other numbers.
+mkfifo "$work/fifo"
+for namespaces in env 'unshare --mount' 'unshare --mount --pid --fork'; do
+    # shellcheck disable=SC2016,SC2086 # the inner shell expands; several words
+    $namespaces bash -c 'read -r process _ < /proc/self/stat; echo "$process" > "$0/process"
+        mount -t proc proc "$0/host/proc"; exec "$1" --root "$0/host"' "$work" "$tool" < "$work/fifo" > "$work/given" &
+    exec 9> "$work/fifo" # which the process waits for
+    for _ in $(seq 100); do
+        task=$(cat "$work/process" 2> /dev/null) && [ "/proc/$task/root/usr" -ef "$host/usr" ] && break
+        sleep 0.1
+    done
+    expect 0 '/boot/x\n' '' --task "$task" /sysroot/boot/x
+    exec 9>&-
+    wait
+    rm "$work/process"
+done
+expect 2 '' "orvel-path: process $task: there is none\n" -N "$task" --table
+
 # The usage: as other tools of the system say it.
 usage() { expect 2 '' "orvel-path: $1\nTry 'orvel-path --help' for more information.\n" "${@:2}"; }
 usage '--verbose excludes --quiet' -q -v /x
 usage "unrecognized option '--x'" --x
 usage "option '--root' requires an argument" --root
+usage '--task excludes --root' -N 1 --root /
+usage "option '--task': '1x' is no process number" --task 1x
 usage "extra operand '/x'" --table /x
 usage "--why, --names, --table, --check-config: one of them at most" -wt
 "$tool" --help | grep -F 'For more details see orvel-path(1).' > "$out"

@@ -5,6 +5,7 @@
 #include <libmount.h>
 
 #include <array>
+#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <stdexcept>
@@ -33,6 +34,7 @@ What to print:
 
 Where to look:
      --root DIR       in the root directory DIR
+ -N, --task PID       in the mount namespace and the root of process PID
      --stage STAGE    with --check-config: in boot stage initrd or system
 
 How to print it:
@@ -55,11 +57,11 @@ For more details see orvel-path(1).
 enum LongOnly { kNames = 256, kCheckConfig, kRoot, kStage };
 
 // clang-format off
-constexpr std::array<option, 15> kOptions = {{
+constexpr std::array<option, 16> kOptions = {{
     {"why", no_argument, nullptr, 'w'}, {"names", no_argument, nullptr, kNames},
     {"table", no_argument, nullptr, 't'}, {"check-config", no_argument, nullptr, kCheckConfig},
      {"root", required_argument, nullptr, kRoot},
-     {"stage", required_argument, nullptr, kStage},
+    {"task", required_argument, nullptr, 'N'}, {"stage", required_argument, nullptr, kStage},
     {"null", no_argument, nullptr, '0'}, {"json", no_argument, nullptr, 'J'},
     {"noheadings", no_argument, nullptr, 'n'}, {"raw", no_argument, nullptr, 'r'},
     {"quiet", no_argument, nullptr, 'q'}, {"verbose", no_argument, nullptr, 'v'},
@@ -77,6 +79,14 @@ void setMode(Options &options, Mode mode) {
     options.mode = mode;
 }
 
+int numberOf(const std::string &text) {
+    int number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number <= 0)
+        throw Mistake("option '--task': '" + text + "' is no process number");
+    return number;
+}
+
 SystemStage stageOf(const std::string &text) {
     if (text != "initrd" && text != "system")
         throw Mistake("option '--stage': '" + text + "' is neither 'initrd' nor 'system'");
@@ -91,6 +101,7 @@ void take(int letter, Options &options) {
     if (letter == kCheckConfig) return setMode(options, Mode::CheckConfig);
     if (letter == '?') throw Mistake("");
     if (letter == kRoot) options.root = optarg;
+    if (letter == 'N') options.task = numberOf(optarg);
     if (letter == kStage) options.stage = stageOf(optarg);
     if (letter == '0') format.separator = '\0';
     format.json = format.json || letter == 'J';
@@ -109,6 +120,7 @@ void checkTogether(const Options &options) {
         throw Mistake("extra operand '" + options.paths[mostPaths] + "'");
     if (options.stage && mode != Mode::CheckConfig) throw Mistake("--stage needs --check-config");
     if (options.quiet && options.verbosity > 0) throw Mistake("--verbose excludes --quiet");
+    if (options.root && options.task) throw Mistake("--task excludes --root");
 }
 
 void printVersion() {
@@ -123,7 +135,7 @@ std::optional<int> parseOptions(int argc, char **argv, Options &options) try {
     char name[] = "orvel-path";  // not a whole path before getopt's messages
     if (argc > 0) argv[0] = name;
     int letter = 0;
-    while ((letter = getopt_long(argc, argv, "wt0JnrqvhV", kOptions.data(), nullptr)) != -1) {
+    while ((letter = getopt_long(argc, argv, "wtN:0JnrqvhV", kOptions.data(), nullptr)) != -1) {
         if (letter == 'h') (void)std::fputs(kHelp + 1, stdout);
         if (letter == 'V') printVersion();
         if (letter == 'h' || letter == 'V') {

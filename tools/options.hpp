@@ -18,6 +18,7 @@ struct Options {
     std::vector<std::string> paths;
     // Optional: an empty one, from an unset variable, must not pass for none.
     std::optional<std::string> root;
+    std::optional<int> task;
     std::optional<SystemStage> stage;
     Format format;
     bool quiet = false;

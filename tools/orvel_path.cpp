@@ -73,6 +73,8 @@ ExitStatus run(const Options &options) {
     tool::setLogLevel(orvel::log::Error + (options.quiet ? 1 : -options.verbosity));
     if (options.root)
         tool::enterRoot(*options.root);
+    else if (options.task)
+        tool::enterTask(*options.task);
     else if (options.mode != Mode::CheckConfig)
         tool::requireProc("/");
     if (options.root) tool::requireDeviceNodes(*options.root);
