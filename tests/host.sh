@@ -86,7 +86,7 @@ expect 1 "[\n  {\"path\":\"${day/sys/tmp}\",\"normalized\":\"/tmp/scratch1\",\"s
   {\"path\":\"\",\"refused\":\"it is empty\"}\n]\n" '' --root "$host" --why --json "${day/sys/tmp}" "$added" "$hidden" ''
 for why in '/usr/x: already normal: mount /usr: '"$deployment/usr"' -> /usr' 'x: relative' '/: the root' \
     '/sysroot//boot: doubled slashes match no mapping' '/ostree/x: below the link /ostree -> sysroot/ostree' \
-    '/proc/x: on the proc mount /proc, which no mapping covers' '/sysroot/x: no mapping covers it'; do
+    '/proc/x: on the proc mount /proc, which no mapping covers' '/sysroot/x: no mapping covers it; see --check-host'; do
     "$tool" --root "$host" --why "${why%%: *}" | grep -F "unchanged: ${why#*: }" > "$out" || { echo "$why"; failed=1; }
 done
 
@@ -158,7 +158,7 @@ usage "option '--root' requires an argument" --root
 usage '--task excludes --root' -N 1 --root /
 usage "option '--task': '1x' is no process number" --task 1x
 usage "extra operand '/x'" --table /x
-usage "--why, --names, --table, --check-config: one of them at most" -wt
+usage "--why, --names, --table, --check-config, --check-host: one of them at most" -wt
 "$tool" --help | grep -F 'For more details see orvel-path(1).' > "$out"
 "$tool" -V | grep -x 'orvel-path [0-9.]* (libmount [0-9.]*)' > "$out"
 

@@ -28,4 +28,8 @@ Answer table(const Host &host);
 // "accepted" says whether the library takes it.
 Answer checkConfig(const std::string &file, SystemStage stage);
 
+// --check-host: what on this host keeps storage paths from being normalised, a row a finding, whose
+// severity is "error", "warning" or "ok".
+Answer checkHost(const Host &host);
+
 }  // namespace tool

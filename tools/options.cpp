@@ -20,7 +20,7 @@ constexpr const char *kHelp = R"(
 Usage:
  orvel-path [options] [PATH...]
  orvel-path --why|--names [options] [PATH...]
- orvel-path --table [options]
+ orvel-path --table|--check-host [options]
  orvel-path --check-config [options] [FILE]
 
 Print the path under which the running system shows each PATH, or each line of
@@ -31,6 +31,7 @@ What to print:
      --names          each name under which the file of a PATH can be reached
  -t, --table          the mappings in the order in which they are applied
      --check-config   how the library reads the configuration FILE or the system's
+     --check-host     what on this host keeps paths from being normalised
 
 Where to look:
      --root DIR       in the root directory DIR
@@ -48,19 +49,19 @@ How to print it:
  -h, --help           this help
  -V, --version        the version
 
-Exit status: 0 done; 1 a path is refused, or the configuration is not accepted;
-2 wrong usage, or it could not be done.
+Exit status: 0 done; 1 a path is refused, the configuration is not accepted, or
+the host has errors; 2 wrong usage, or it could not be done.
 
 For more details see orvel-path(1).
 )";
 
-enum LongOnly { kNames = 256, kCheckConfig, kRoot, kStage };
+enum LongOnly { kNames = 256, kCheckConfig, kCheckHost, kRoot, kStage };
 
 // clang-format off
-constexpr std::array<option, 16> kOptions = {{
+constexpr std::array<option, 17> kOptions = {{
     {"why", no_argument, nullptr, 'w'}, {"names", no_argument, nullptr, kNames},
     {"table", no_argument, nullptr, 't'}, {"check-config", no_argument, nullptr, kCheckConfig},
-     {"root", required_argument, nullptr, kRoot},
+    {"check-host", no_argument, nullptr, kCheckHost}, {"root", required_argument, nullptr, kRoot},
     {"task", required_argument, nullptr, 'N'}, {"stage", required_argument, nullptr, kStage},
     {"null", no_argument, nullptr, '0'}, {"json", no_argument, nullptr, 'J'},
     {"noheadings", no_argument, nullptr, 'n'}, {"raw", no_argument, nullptr, 'r'},
@@ -75,7 +76,7 @@ struct Mistake : std::runtime_error {
 
 void setMode(Options &options, Mode mode) {
     if (options.mode != Mode::Paths && options.mode != mode)
-        throw Mistake("--why, --names, --table, --check-config: one of them at most");
+        throw Mistake("--why, --names, --table, --check-config, --check-host: one of them at most");
     options.mode = mode;
 }
 
@@ -99,6 +100,7 @@ void take(int letter, Options &options) {
     if (letter == kNames) return setMode(options, Mode::Names);
     if (letter == 't') return setMode(options, Mode::Table);
     if (letter == kCheckConfig) return setMode(options, Mode::CheckConfig);
+    if (letter == kCheckHost) return setMode(options, Mode::CheckHost);
     if (letter == '?') throw Mistake("");
     if (letter == kRoot) options.root = optarg;
     if (letter == 'N') options.task = numberOf(optarg);
@@ -113,9 +115,9 @@ void take(int letter, Options &options) {
 
 void checkTogether(const Options &options) {
     const Mode mode = options.mode;
-    const std::size_t mostPaths = mode == Mode::Table         ? 0
-                                  : mode == Mode::CheckConfig ? 1
-                                                              : SIZE_MAX;
+    const std::size_t mostPaths = mode == Mode::Table || mode == Mode::CheckHost ? 0
+                                  : mode == Mode::CheckConfig                    ? 1
+                                                                                 : SIZE_MAX;
     if (options.paths.size() > mostPaths)
         throw Mistake("extra operand '" + options.paths[mostPaths] + "'");
     if (options.stage && mode != Mode::CheckConfig) throw Mistake("--stage needs --check-config");

@@ -11,7 +11,7 @@
 
 namespace tool {
 
-enum class Mode { Paths, Why, Names, Table, CheckConfig };
+enum class Mode { Paths, Why, Names, Table, CheckConfig, CheckHost };
 
 struct Options {
     Mode mode = Mode::Paths;

@@ -61,11 +61,18 @@ ExitStatus answerOnce(const Options &options) {
         print(table(tool::readHost()), options.format);
         return kDone;
     }
-    const Answer answer =
-        tool::checkConfig(options.paths.empty() ? orvel::kConfigPath : options.paths.front(),
-                          options.stage.value_or(StageSystem));
+    if (options.mode == Mode::CheckConfig) {
+        const Answer answer =
+            tool::checkConfig(options.paths.empty() ? orvel::kConfigPath : options.paths.front(),
+                              options.stage.value_or(StageSystem));
+        print(answer, options.format);
+        return answer.json["accepted"] ? kDone : kFoundFaults;
+    }
+    const Answer answer = checkHost(tool::readHost());
     print(answer, options.format);
-    return answer.json["accepted"] ? kDone : kFoundFaults;
+    for (const tool::Json &finding : answer.json)
+        if (finding["severity"] == "error") return kFoundFaults;
+    return kDone;
 }
 
 // The root is entered before the first look at the system; every library is loaded by then.
@@ -77,7 +84,7 @@ ExitStatus run(const Options &options) {
         tool::enterTask(*options.task);
     else if (options.mode != Mode::CheckConfig)
         tool::requireProc("/");
-    if (options.root) tool::requireDeviceNodes(*options.root);
+    if (options.root && options.mode != Mode::CheckHost) tool::requireDeviceNodes(*options.root);
     const bool hasPaths =
         options.mode == Mode::Paths || options.mode == Mode::Why || options.mode == Mode::Names;
     const ExitStatus status = hasPaths ? answerPaths(options) : answerOnce(options);

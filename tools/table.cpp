@@ -74,7 +74,8 @@ Answer table(const Host &host) {
     const bool hasWhole = std::any_of(host.mounts.begin(), host.mounts.end(),
                                       [](const Mount &mount) { return mount.isWhole(); });
     if (!hasWhole)
-        answer.remarks.emplace_back("no block device is mounted whole, so mounts map no path");
+        answer.remarks.emplace_back(
+            "no block device is mounted whole, so mounts map no path; see --check-host");
     if (!host.complaint.empty())
         answer.remarks.push_back("no overlays from the configuration: " + host.complaint);
     return answer;

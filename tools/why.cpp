@@ -58,7 +58,7 @@ std::string whyUnchanged(const Host &host, const std::string &path) {
     for (const Entry &entry : host.table)
         if (mount != nullptr && entry.replacement == mount->mountPoint)
             return "already normal: " + describe(entry);
-    return "no mapping covers it";
+    return "no mapping covers it; see --check-host";
 }
 
 }  // namespace
