@@ -356,15 +356,17 @@ TEST(Depth, NeedsNeitherStackNorDescriptors) {
     EXPECT_EQ(openDescriptors(), before);
 }
 
-// Makes a call with so many descriptors free above those in use.
+// Makes a call with just so many descriptors free.
 template <class Call>
 auto withDescriptors(rlim_t free, const Call &call) {
-    rlim_t used = 0;
-    for (int fd = 0; fd < 256; ++fd)
-        if (fcntl(fd, F_GETFD) >= 0) used = static_cast<rlim_t>(fd) + 1;
+    int highest = 0;
+    for (int fd = 0; fd < 1024; ++fd)
+        if (fcntl(fd, F_GETFD) >= 0) highest = fd;
+    std::vector<orvel::Fd> holes;  // below that
+    for (orvel::Fd fd(dup(0)); fd.get() < highest; fd = orvel::Fd(dup(0))) holes.push_back(std::move(fd));
     rlimit files = {};
     EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &files), 0);
-    const rlimit few = {used + free, files.rlim_max};
+    const rlimit few = {static_cast<rlim_t>(highest) + 1 + free, files.rlim_max};
     EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
     const auto result = call();
     EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);

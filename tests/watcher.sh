@@ -19,6 +19,7 @@ mkdir "$root/whole/directory"
 
 watcher=(chroot "$root" env LD_LIBRARY_PATH=/watcher /watcher/watcher)
 coproc "${watcher[@]}"
+pid=$COPROC_PID
 expect() { # PATH ANSWER
     local answer
     echo "$1" >&"${COPROC[1]}"
@@ -36,3 +37,5 @@ expect /whole/directory/x /whole/directory/x
 expect /tmproot/../x ''
 expect /var/mnt/x /mnt/x
 [ "$(printf '/layer/x\n/..\nx' | "${watcher[@]}" --batch | tr '\n' '|')" = '/merged/x||x|' ]
+eval "exec ${COPROC[1]}>&-"
+wait "$pid"
