@@ -60,10 +60,13 @@ void findNoWholeMount(const Host &host, Findings &findings) {
         };
         const bool showsOthers = std::any_of(mounts.begin(), mounts.end(), shows);
         const bool isOne = mounts.size() == 1;
-        findings.push_back({isOne && widest.mountPoint != "/" ? Severity::Warning : Severity::Error,
-                            isOne || showsOthers ? widest.mountPoint : "/",
-                            device + " is not mounted whole; its directory " + widest.root +
-                                " is mounted at " + widest.mountPoint});
+        for (const Mount *mount : mounts)  // as wide as the widest, as a bind of it elsewhere
+            if (mount == &widest || (showsOthers && mount->root == widest.root))
+                findings.push_back(
+                    {isOne && mount->mountPoint != "/" ? Severity::Warning : Severity::Error,
+                     isOne || showsOthers ? mount->mountPoint : "/",
+                     device + " is not mounted whole; its directory " + mount->root +
+                         " is mounted at " + mount->mountPoint});
     }
 }
 
