@@ -77,17 +77,17 @@ after 'mount --bind sysroot/data/a var/new; mount --bind sysroot/data/x sysroot/
 status 1'
 # Overlays.
 layers=upperdir=var/up,workdir=var/work
-after "mount -t overlay x usr -o lowerdir=usr,$layers" "warning undescribed-overlay $D/usr"
-after "mount -t overlay x etc -o lowerdir=etc,$layers" "warning undescribed-overlay $D/etc"
+after "mount -t overlay x usr -o lowerdir=usr,$layers" "warning undescribed-overlay /usr"
+after "mount -t overlay x etc -o lowerdir=etc,$layers" "warning undescribed-overlay /etc"
 after "mount -t overlay x var/new -o lowerdir=$host,$layers
     for i in var proc dev; do mount --bind \$i var/new/\$i; done; mount --move sysroot var/new/sysroot" \
-    "error undescribed-overlay /sysroot/ostree/deploy
+    "error undescribed-overlay /
 warning mapping $D/usr/local
 warning mapping $S/var/overlay/usr-local
 warning mapping /var/overlay/usr-local
 status 1" var/new
 # The configuration, and the fixed rules.
-after 'mount -t tmpfs x sysroot/ostree/pkgs' "warning undescribed-overlay $D/usr/local"
+after 'mount -t tmpfs x sysroot/ostree/pkgs' "warning undescribed-overlay /usr/local"
 after "rm tmp tmproot; mkdir tmp tmproot var/tmp/m; mount --bind sysroot/data var/tmp/m" "error temporary-root /tmproot
 error var-twin /var/tmp
 error var-twin $S/var/tmp

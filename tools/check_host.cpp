@@ -33,14 +33,6 @@ const Mount *overlayAt(const Host &host, const std::string &path) {
     return isOverlay ? mount : nullptr;
 }
 
-// Where deployments are stored, as far as this root shows it.
-std::string deploymentsOf(const Host &host) {
-    for (const Mount &mount : host.mounts)
-        if (mount.isWhole() && exists(mount.mountPoint + "/ostree/deploy"))
-            return mount.mountPoint + "/ostree/deploy";
-    return "/";
-}
-
 void findUndescribedOverlays(const Host &host, Findings &findings) {
     for (const Mount &mount : host.mounts) {
         const std::string &place = mount.mountPoint;
@@ -49,16 +41,15 @@ void findUndescribedOverlays(const Host &host, Findings &findings) {
                 return !entry.sections.empty() && entry.replacement == place;
             });
         if (overlayAt(host, place) != &mount || isDescribed) continue;
-        const std::string what = "the overlay " + place + " is not described";
+        std::string found =
+            "is an overlay that is not described: paths of its layers stay unchanged";
         std::vector<std::string> names = host.storageNames(place);
         std::erase_if(names, [](const std::string &name) { return !exists(name); });
         for (const std::string &name : names)
-            findings.push_back(
-                {Severity::Warning, name,
-                 what + "; it is given as " + place + ", which may show other files"});
-        if (names.empty() && (place == "/" || place == "/usr" || place == "/etc"))
-            findings.push_back({Severity::Error, deploymentsOf(host),
-                                what + ", and no storage path is given as " + place});
+            found += "; " + name + " is given as it, but may show other files";
+        const bool isOfSystem = place == "/" || place == "/usr" || place == "/etc";
+        if (names.empty() && !isOfSystem) continue;
+        findings.push_back({names.empty() ? Severity::Error : Severity::Warning, place, found});
     }
 }
 
