@@ -19,7 +19,7 @@ constexpr const char *kCaller = orvel::kConfigCaller;
 // The file is closed before anything is expanded. Close-on-exec: a host may fork at any time.
 bool readFile(const std::string &path, RawTable &table) {
     const orvel::File file(std::fopen(path.c_str(), "re"));
-    if (file) return orvel::readConfig(file.get(), table);
+    if (file) return orvel::readConfig(file.get(), table) == 0;
     LOG_AS(kCaller, Warning, "open file %s failed.", path.c_str());
     return false;
 }

@@ -68,24 +68,26 @@ bool readKeyValue(const std::string &line, const std::string &section, RawTable 
 
 }  // namespace
 
-bool readConfig(std::FILE *file, RawTable &table) {
+std::size_t readConfig(std::FILE *file, RawTable &table) {
     LineReader lines(file);
     std::string section;
+    std::size_t number = 0;
     while (const auto text = lines.next()) {
+        ++number;
         const std::string line = trim(std::string(text->substr(0, text->find('#'))));
         if (line.empty()) continue;
         if (line.starts_with('[') && line.ends_with(']')) {
             section = line.substr(1, line.size() - 2);
             if (section.empty()) {
                 LOG_AS(kConfigCaller, Error, "An empty section name was found");
-                return false;
+                return number;
             }
             std::replace(section.begin(), section.end(), '.', '/');
         } else if (!readKeyValue(line, section, table)) {
-            return false;
+            return number;
         }
     }
-    return true;
+    return 0;
 }
 
 }  // namespace orvel

@@ -15,8 +15,9 @@ using RawTable = std::map<std::string, RawSection>;
 // The exported function that the log lines of the reader name.
 inline constexpr const char *kConfigCaller = "parseConfig";
 
-// Reads file to its end into table. False after a log line if a line is faulty. A read error ends
-// the reading as the end of the file does; a line that it cuts is dropped. Throws std::bad_alloc.
-bool readConfig(std::FILE *file, RawTable &table);
+// Reads file to its end into table. Returns 0, or after a log line the number of the first faulty
+// line. A read error ends the reading as the end of the file does; a line that it cuts is dropped.
+// Throws std::bad_alloc.
+std::size_t readConfig(std::FILE *file, RawTable &table);
 
 }  // namespace orvel

@@ -125,11 +125,21 @@ b-N MergeDir /m\nc-N MergeDir /n\nc-N UpperDir /c\nc-N UpperDir /tmproot/c\nc-N 
     'directory /tmproot/c matches no path: /tmproot is read as /sysroot first' \
     'directory <none> should begin, but not end, with a slash')\n" --check-config "$work/conf" --stage initrd -rn
 printf '\xef\xbb\xbf#\n[General]\r\n' > "$work/conf"
-expect 1 '' "$(minds 'not accepted: It was found that there was no section before the key-value pair' \
+expect 1 '' "$(minds 'not accepted: line 1: It was found that there was no section before the key-value pair' \
     'line 1 begins with a byte-order mark, which belongs to its text' \
     'line 2 is the first with a carriage return at its end, which belongs to its text')\n" --check-config "$work/conf"
 expect 1 '{\n  "accepted": false,\n  "complaint": "open file /none failed.",\n  "values": [],\n  "mappings": [],
   "remarks": [\n    {\n      "remark": "cannot be read: No such file or directory"\n    }\n  ]\n}\n' '' --json --check-config /none
+printf '%s\n' '[General]' '[]' > "$in"
+expect 1 '' "orvel-path: standard input: not accepted: line 2: An empty section name was found\n" --check-config -
+printf '%s\n' '[General]' Mode=normal '[Overlay]' PathPre=/p pathpre=/q > "$in"
+strict=()
+for status in 0 1; do
+    expect $status "General Mode normal\nOverlay PathPre /p\nOverlay pathpre /q\n" \
+        "orvel-path: standard input: section Overlay, key pathpre: not read; it is to be PathPre\n" \
+        --check-config - -rn "${strict[@]}"
+    strict=(--strict)
+done
 expect 1 '/..\n' '' -q /..
 
 # Another process: of another root, and of namespaces of its own, whose /proc has other numbers.
@@ -168,8 +178,8 @@ SHELL=$BASH LC_ALL=C.UTF-8 TERM=xterm NO_COLOR='' script -qec "$command" /dev/nu
 cmp "$out" <(printf '%s\r\n' 'KIND  SAME FILE NAME           BY' \
     $'shown \e[33mmissing  \e[0m /\\x1b\\xff\xc3\xa4\\x5c /\\x1b\\xff\xc3\xa4\\x5c: No such file or' \
     '                               directory')
-completed=$(bash -c '. /usr/share/bash-completion/bash_completion && . "$2" && COMP_WORDS=(orvel-path --st) &&
-    COMP_CWORD=1 COMP_LINE="orvel-path --st" COMP_POINT=15 && _orvel_path "$1" && echo "${COMPREPLY[*]}"' \
+completed=$(bash -c '. /usr/share/bash-completion/bash_completion && . "$2" && COMP_WORDS=(orvel-path --sta) &&
+    COMP_CWORD=1 COMP_LINE="orvel-path --sta" COMP_POINT=16 && _orvel_path "$1" && echo "${COMPREPLY[*]}"' \
     - "$tool" "$2/../tools/orvel-path.bash-completion")
 [ "$completed" = --stage ]
 

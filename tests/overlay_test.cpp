@@ -90,7 +90,7 @@ TEST(ParseConfig, DropsALineThatAReadErrorCuts) {
     bool isRead = false;
     const orvel::File file(fopencookie(&isRead, "r", {read, nullptr, nullptr, nullptr}));
     orvel::RawTable table;
-    EXPECT_TRUE(orvel::readConfig(file.get(), table));
+    EXPECT_EQ(orvel::readConfig(file.get(), table), 0U);
     EXPECT_EQ(table, orvel::RawTable({{"a", {{"whole", "/usr/local"}}}}));
 }
 

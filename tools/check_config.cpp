@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 // What the library makes of a configuration file, and what it takes although a human would not.
 #include <strings.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -13,8 +15,10 @@
 #include <vector>
 
 #include "base/handles.hpp"
+#include "overlay/config_reader.hpp"
 #include "tools/log.hpp"
 #include "tools/modes.hpp"
+#include "tools/root.hpp"
 
 namespace tool {
 namespace {
@@ -136,21 +140,37 @@ void remarkOnVariables(const std::string &text, const orvel::ConfigTree &tree, S
 
 // The library says only that it could not read a file; here is why.
 std::string readFile(const std::string &file, Remarks &remarks) {
-    struct stat status = {};
-    if (stat(file.c_str(), &status) != 0) status.st_mode = S_IFREG;  // fopen will say why
-    if (S_ISDIR(status.st_mode)) remarks.push_back("is a directory");
-    // A pipe can be read once, and that is for the library to do.
-    if (!S_ISREG(status.st_mode) && !S_ISSOCK(status.st_mode)) return {};
     const orvel::File stream(std::fopen(file.c_str(), "re"));
-    if (!stream) {
-        remarks.push_back(std::string("cannot be read: ") + std::strerror(errno));
-        return {};
-    }
     std::string text;
     std::array<char, BUFSIZ> block = {};
-    while (const std::size_t length = std::fread(block.data(), 1, block.size(), stream.get()))
+    while (stream) {
+        const std::size_t length = std::fread(block.data(), 1, block.size(), stream.get());
+        if (length == 0) break;
         text.append(block.data(), length);
+    }
+    if (!stream || std::ferror(stream.get()) != 0)
+        remarks.push_back(std::string("cannot be read: ") + std::strerror(errno));
     return text;
+}
+
+// A pipe can be read only once, so the library reads a copy of what came from it.
+orvel::Fd copyOf(const std::string &text) {
+    orvel::Fd copy(memfd_create("configuration", MFD_CLOEXEC));
+    for (std::size_t done = 0; done < text.size();) {
+        const ssize_t length = write(copy.get(), text.data() + done, text.size() - done);
+        if (length < 0) throw std::runtime_error(std::string("memfd: ") + std::strerror(errno));
+        done += static_cast<std::size_t>(length);
+    }
+    return copy;
+}
+
+// The number of the line that the library's reader complains about; 0: none.
+std::size_t faultyLine(std::string &text) {
+    if (text.empty()) return 0;
+    const orvel::File stream(fmemopen(text.data(), text.size(), "r"));
+    orvel::RawTable table;
+    const MessageKeeper said;
+    return stream ? orvel::readConfig(stream.get(), table) : 0;
 }
 
 // Bytes that an editor does not show.
@@ -167,11 +187,19 @@ void remarkOnBytes(const std::string &text, Remarks &remarks) {
 }  // namespace
 
 Answer checkConfig(const std::string &file, SystemStage stage) {
+    const bool isStandardInput = file == "-";
+    const std::string name = isStandardInput ? "standard input" : "'" + file + "'";
     Remarks remarks;
-    const std::string text = readFile(file, remarks);
+    std::string text = readFile(isStandardInput ? "/dev/stdin" : file, remarks);
+    struct stat status = {};
+    const bool isCopied =
+        isStandardInput || (stat(file.c_str(), &status) == 0 && S_ISFIFO(status.st_mode));
+    if (isCopied) requireProc("/");  // by which the copy has a name
+    const orvel::Fd copy = isCopied ? copyOf(text) : orvel::Fd();
     orvel::ConfigTree tree;
     MessageKeeper said;
-    const bool isAccepted = parseConfig(file, stage, tree);
+    const bool isAccepted =
+        parseConfig(isCopied ? "/proc/self/fd/" + std::to_string(copy.get()) : file, stage, tree);
     if (!isAccepted) tree.clear();
     const std::vector<Entry> entries = overlayEntries(tree);
     const Json values = valuesOf(tree);
@@ -186,15 +214,18 @@ Answer checkConfig(const std::string &file, SystemStage stage) {
 
     Answer answer = {.json = {{"accepted", isAccepted}}, .tables = {values, toRows(entries)}};
     if (!isAccepted) {
-        answer.json["complaint"] = said.messages.at(0);
-        answer.remarks.push_back("'" + file + "': not accepted: " + said.messages[0]);
+        const std::size_t line = faultyLine(text);
+        std::string complaint = line > 0 ? "line " + std::to_string(line) + ": " : "";
+        complaint += said.messages.at(0);
+        answer.json["complaint"] = complaint;
+        answer.remarks.push_back(name + ": not accepted: " + complaint);
     }
     answer.json["values"] = values;
     answer.json["mappings"] = toRows(entries);
     answer.json["remarks"] = Json::array();
     for (const std::string &remark : remarks) {
         answer.json["remarks"].push_back({{"remark", remark}});
-        answer.remarks.push_back("'" + file + "': " + remark);
+        answer.remarks.push_back(name + ": " + remark);
     }
     return answer;
 }

@@ -30,13 +30,15 @@ What to print:
  -w, --why            each step that changes a PATH, or why none does
      --names          each name under which the file of a PATH can be reached
  -t, --table          the mappings in the order in which they are applied
-     --check-config   how the library reads the configuration FILE or the system's
+     --check-config   how the library reads the configuration FILE, which
+                      may be - for standard input, or the system's
      --check-host     what on this host keeps paths from being normalised
 
 Where to look:
      --root DIR       in the root directory DIR
  -N, --task PID       in the mount namespace and the root of process PID
      --stage STAGE    with --check-config: in boot stage initrd or system
+     --strict         with --check-config: exit status 1 also on remarks
 
 How to print it:
  -0, --null           paths that are read and lines that are written end in NUL
@@ -55,15 +57,15 @@ the host has errors; 2 wrong usage, or it could not be done.
 For more details see orvel-path(1).
 )";
 
-enum LongOnly { kNames = 256, kCheckConfig, kCheckHost, kRoot, kStage };
+enum LongOnly { kNames = 256, kCheckConfig, kCheckHost, kRoot, kStage, kStrict };
 
 // clang-format off
-constexpr std::array<option, 17> kOptions = {{
+constexpr std::array<option, 18> kOptions = {{
     {"why", no_argument, nullptr, 'w'}, {"names", no_argument, nullptr, kNames},
     {"table", no_argument, nullptr, 't'}, {"check-config", no_argument, nullptr, kCheckConfig},
     {"check-host", no_argument, nullptr, kCheckHost}, {"root", required_argument, nullptr, kRoot},
     {"task", required_argument, nullptr, 'N'}, {"stage", required_argument, nullptr, kStage},
-    {"null", no_argument, nullptr, '0'}, {"json", no_argument, nullptr, 'J'},
+    {"strict", no_argument, nullptr, kStrict}, {"null", no_argument, nullptr, '0'}, {"json", no_argument, nullptr, 'J'},
     {"noheadings", no_argument, nullptr, 'n'}, {"raw", no_argument, nullptr, 'r'},
     {"quiet", no_argument, nullptr, 'q'}, {"verbose", no_argument, nullptr, 'v'},
     {"help", no_argument, nullptr, 'h'}, {"version", no_argument, nullptr, 'V'}, {}}};
@@ -109,6 +111,7 @@ void take(int letter, Options &options) {
     format.json = format.json || letter == 'J';
     format.noHeadings = format.noHeadings || letter == 'n';
     format.raw = format.raw || letter == 'r';
+    options.strict = options.strict || letter == kStrict;
     options.quiet = options.quiet || letter == 'q';
     options.verbosity += letter == 'v' ? 1 : 0;
 }
@@ -121,6 +124,7 @@ void checkTogether(const Options &options) {
     if (options.paths.size() > mostPaths)
         throw Mistake("extra operand '" + options.paths[mostPaths] + "'");
     if (options.stage && mode != Mode::CheckConfig) throw Mistake("--stage needs --check-config");
+    if (options.strict && mode != Mode::CheckConfig) throw Mistake("--strict needs --check-config");
     if (options.quiet && options.verbosity > 0) throw Mistake("--verbose excludes --quiet");
     if (options.root && options.task) throw Mistake("--task excludes --root");
 }

@@ -21,6 +21,7 @@ struct Options {
     std::optional<int> task;
     std::optional<SystemStage> stage;
     Format format;
+    bool strict = false;
     bool quiet = false;
     int verbosity = 0;
 };

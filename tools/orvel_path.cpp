@@ -66,7 +66,9 @@ ExitStatus answerOnce(const Options &options) {
             tool::checkConfig(options.paths.empty() ? orvel::kConfigPath : options.paths.front(),
                               options.stage.value_or(StageSystem));
         print(answer, options.format);
-        return answer.json["accepted"] ? kDone : kFoundFaults;
+        const bool isGood =
+            answer.json["accepted"] && !(options.strict && !answer.json["remarks"].empty());
+        return isGood ? kDone : kFoundFaults;
     }
     const Answer answer = checkHost(tool::readHost());
     print(answer, options.format);
