@@ -154,6 +154,9 @@ for namespaces in env 'unshare --mount' 'unshare --mount --pid --fork'; do
         sleep 0.1
     done
     expect 0 '/boot/x\n' '' --task "$task" /sysroot/boot/x
+    echo /sysroot/boot/y >&9 # is answered although there may be more
+    for _ in $(seq 100); do [ ! -s "$work/given" ] || break; sleep 0.1; done
+    [ "$(cat "$work/given")" = /boot/y ]
     exec 9>&-
     wait
     rm "$work/process"

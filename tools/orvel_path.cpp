@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: MIT
 // orvel-path: the path under which the running system shows a file, from the command line.
+#include <poll.h>
+#include <unistd.h>
+
+#include <array>
 #include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
+#include <string_view>
 
 #include "base/handles.hpp"
 #include "base/log.hpp"
@@ -21,21 +26,29 @@ using tool::Options;
 
 enum ExitStatus { kDone = 0, kFoundFaults = 1, kFailed = 2 };
 
-// getdelim, not std::getline: a path may be of any length, and exhaustion must not look like the
-// end.
+// If the input pauses, what has been read is answered, so that "tail -f log | orvel-path" works. A
+// pause is shorter than that between two calls which the library's rate limit allows.
 void askStandardInput(tool::Normalizer &normalizer, char separator) {
-    char *line = nullptr;
-    std::size_t capacity = 0;
-    ssize_t length = 0;
-    while ((length = getdelim(&line, &capacity, separator, stdin)) >= 0) {
-        std::string path(line, static_cast<std::size_t>(length));
-        if (path.ends_with(separator)) path.pop_back();
-        normalizer.ask(std::move(path));
+    constexpr int kPauseMs = 10;
+    std::string line;
+    std::array<char, 65536> block;
+    while (true) {
+        pollfd input = {STDIN_FILENO, POLLIN, 0};
+        if (poll(&input, 1, kPauseMs) == 0) normalizer.finish();
+        const ssize_t length = read(STDIN_FILENO, block.data(), block.size());
+        if (length < 0 && errno == EINTR) continue;
+        if (length < 0)
+            throw std::runtime_error(std::string("standard input: ") + std::strerror(errno));
+        if (length == 0) break;
+        std::string_view rest(block.data(), static_cast<std::size_t>(length));
+        for (std::size_t end; (end = rest.find(separator)) != std::string_view::npos;) {
+            normalizer.ask(line.append(rest.substr(0, end)));
+            line.clear();
+            rest.remove_prefix(end + 1);
+        }
+        line.append(rest);
     }
-    const int error = errno;
-    const orvel::MallocString owned(line);
-    if (std::feof(stdin) == 0)
-        throw std::runtime_error(std::string("standard input: ") + std::strerror(error));
+    if (!line.empty()) normalizer.ask(line);  // the last line may have no end
 }
 
 // Arguments, or else standard input.
