@@ -1,19 +1,18 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # The README's shell blocks run on a made-up host, in a private mount namespace; where they show answers, these are
-# given; its caller is compiled: readme.sh REPOSITORY BUILD DIRECTORY
+# given; its caller is compiled: readme.sh REPOSITORY DIRECTORY
 set -euo pipefail
 cd "$1"
-work=$3
-[ "$2" = "$1/build/release" ] || exit 77 # which the README's commands build
+work=$2 build=$1/build/release
 block() { # LANGUAGE: all blocks in it, of which there must be some
     awk -v fence="\`\`\`$1" '/^```/ { inside = $0 == fence; next } inside { print; n++ } END { exit !n }' README.md
 }
 
 scripts/make-host "$work"
-printf '#!/bin/sh\nexec %q --root %q "$@"\n' "$2/tools/orvel-path" "$work/host" > "$work/orvel-path"
+printf '#!/bin/sh\nexec %q --root %q "$@"\n' "$build/tools/orvel-path" "$work/host" > "$work/orvel-path"
 chmod +x "$work/orvel-path"
-export LC_ALL=C.UTF-8 PATH=$work:$PATH CPATH=$1/include LIBRARY_PATH=$2 LD_LIBRARY_PATH=$2
+export LC_ALL=C.UTF-8 PATH=$work:$PATH CPATH=$1/include LIBRARY_PATH=$build LD_LIBRARY_PATH=$build
 block sh | sed '/^scripts\/test/d' > "$work/commands"
 bash -e "$work/commands"
 block c > "$work/caller.c"
