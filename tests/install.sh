@@ -16,7 +16,15 @@ mapfile -t flags < <(echo "$CFLAGS $(pkg-config --cflags --libs orvel_core)" | x
 "$CC" -std=c99 -Wall -Wextra -Wpedantic -Werror "$2/daemon.c" "${flags[@]}" -o "$work/daemon"
 printf '/var/tmp/x\n/a\r/../b\na\0b\n\nrelative' | "$work/daemon" > "$work/out" 2> "$work/messages"
 cmp "$work/out" <(printf '/tmp/x\n\n\n\nrelative\n') # a refused path has an empty line
-[ "$(grep -cE '^orvel-daemon.*: (/a\?/\.\./b|input path is invalid .*)$' "$work/messages")" = 2 ]
+[ "$(grep -cE '^orvel-daemon.*: (.* /a\\x0d/\.\./b|input path is invalid .*)$' "$work/messages")" = 2 ]
+printf '/a\n/a\n/..\n/..\n' | "$work/daemon" > "$work/out" 2> "$work/messages"
+[ "$(sort -u "$work/messages" | wc -l)" = "$(wc -l < "$work/messages")" ] # none of them repeated
+if command -v systemd-analyze > "$work/out"; then
+    mkdir "$work/units"
+    cp "$2"/orvel-daemon* "$work/units"
+    sed -i "s|^ExecStart=.*|ExecStart=$work/daemon|" "$work/units/orvel-daemon@.service"
+    systemd-analyze --man=no verify "$work/units"/*
+fi
 
 cmake -S "$2" -B "$work/examples" -D CMAKE_PREFIX_PATH="$work/usr" > "$work/out"
 cmake --build "$work/examples" > "$work/out"
