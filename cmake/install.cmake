@@ -17,6 +17,11 @@ install(FILES include/orvel_core.h include/orvel_core.hpp TYPE INCLUDE)
 install(FILES tools/orvel-path.bash-completion RENAME orvel-path
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 
+# Removes what the last `cmake --install` without DESTDIR put down.
+add_custom_target(uninstall
+    COMMAND xargs --arg-file=install_manifest.txt --delimiter=\\n rm --force --verbose
+    WORKING_DIRECTORY ${PROJECT_BINARY_DIR} VERBATIM)
+
 # find_package(orvel_core). There is nothing that its users must find beside it, so the list of
 # targets is all of the package; and what has one SONAME has one major version.
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/orvel_core)

@@ -34,3 +34,6 @@ diff "$work/out" <(printf 'normal: /%s is shown at /m\n' b pre)
 printf 'cmake_minimum_required(VERSION 3.25)\nproject(p)\nadd_subdirectory(%s orvel)\nadd_custom_target(unit_tests)' \
     "$2/.." > "$work/CMakeLists.txt"
 cmake -S "$work" -B "$work/parent" > "$work/out"
+
+cmake --build "$1" --target uninstall > "$work/out"
+[ -z "$(find "$work/usr" ! -type d)" ]
