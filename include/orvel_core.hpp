@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The C++ face of liborvel_core: the steps behind pathNormalize(), each usable on its own.
+// The C++ interface of liborvel_core, for C++17 or later: the steps behind pathNormalize(), each
+// usable on its own.
 //
 // Containers and strings cross the boundary by value, so a caller needs the same standard library
 // ABI as the library: libstdc++ with its C++11 strings. All functions are in the global namespace,
@@ -14,6 +15,9 @@
 #include <utility>
 #include <vector>
 
+#if __cplusplus < 201703L
+#error "liborvel_core needs C++17"
+#endif
 #if !defined(__GLIBCXX__) || !_GLIBCXX_USE_CXX11_ABI
 #error "liborvel_core needs libstdc++ with the C++11 ABI (_GLIBCXX_USE_CXX11_ABI=1)"
 #endif
