@@ -27,8 +27,8 @@ struct Rule {
 struct Name {
     std::string path;
     Kind kind = Shown;
-    std::set<const Rule *> used = {};
-    Comparison sameFile = {};
+    std::set<const Rule *> used;
+    Comparison sameFile;
 };
 
 std::vector<Rule> rulesOf(const Host &host) {
@@ -54,10 +54,10 @@ std::string exchanged(const std::string &path, const std::string &from, const st
 
 class Search {
 public:
-    Search(const Host &host, const Normalized &normalized)
-        : host_(host), rules_(rulesOf(host)), asked_(normalized.path) {
-        add({*normalized.form, Shown});
-        add({asked_, Asked});
+    Search(const Host &host, const std::string &asked, const std::string &form)
+        : host_(host), rules_(rulesOf(host)), asked_(asked) {
+        add(form, Shown, {});
+        add(asked, Asked, {});
         const bool exists = names_.back().sameFile.verdict != "missing";
         for (std::size_t i = 0; i < names_.size(); ++i) {
             if (exists && names_[i].sameFile.verdict == "missing") continue;
@@ -81,15 +81,14 @@ private:
         std::set<const Rule *> used = name.used;
         used.insert(&rule);
         if (orvel::covers(rule.shown, path) && (rule.toOther != Storage || isStored(path, rule)))
-            add({exchanged(path, rule.shown, rule.other), rule.toOther, used});
+            add(exchanged(path, rule.shown, rule.other), rule.toOther, used);
         if (orvel::covers(rule.other, path))
-            add({exchanged(path, rule.other, rule.shown), rule.toShown, used});
+            add(exchanged(path, rule.other, rule.shown), rule.toShown, used);
     }
 
-    void add(Name name) {
-        if (names_.size() == kMaxNames || !known_.insert(name.path).second) return;
-        name.sameFile = compareFiles(asked_, name.path);
-        names_.push_back(std::move(name));
+    void add(const std::string &path, Kind kind, const std::set<const Rule *> &used) {
+        if (names_.size() < kMaxNames && known_.insert(path).second)
+            names_.push_back({path, kind, used, compareFiles(asked_, path)});
     }
 
     const Host &host_;
@@ -105,7 +104,7 @@ Answer names(const Host &host, const Normalized &normalized) {
     Answer answer = answerOf(normalized);
     if (!normalized.form) return answer;
     Json rows = Json::array();
-    const Search search(host, normalized);
+    const Search search(host, normalized.path, *normalized.form);
     for (std::size_t kind = 0; kind < kKinds.size(); ++kind)
         for (const Name &name : search.names())
             if (name.kind == kind)

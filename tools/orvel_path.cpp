@@ -10,6 +10,7 @@
 #include <cstring>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include "base/handles.hpp"
 #include "base/log.hpp"
@@ -41,12 +42,13 @@ void askStandardInput(tool::Normalizer &normalizer, char separator) {
             throw std::runtime_error(std::string("standard input: ") + std::strerror(errno));
         if (length == 0) break;
         std::string_view rest(block.data(), static_cast<std::size_t>(length));
-        for (std::size_t end; (end = rest.find(separator)) != std::string_view::npos;) {
-            normalizer.ask(line.append(rest.substr(0, end)));
-            line.clear();
+        while (true) {
+            const std::size_t end = rest.find(separator);
+            line.append(rest.substr(0, end));
+            if (end == std::string_view::npos) break;
+            normalizer.ask(std::exchange(line, {}));
             rest.remove_prefix(end + 1);
         }
-        line.append(rest);
     }
     if (!line.empty()) normalizer.ask(line);  // the last line may have no end
 }
@@ -79,9 +81,8 @@ ExitStatus answerOnce(const Options &options) {
             tool::checkConfig(options.paths.empty() ? orvel::kConfigPath : options.paths.front(),
                               options.stage.value_or(StageSystem));
         print(answer, options.format);
-        const bool isGood =
-            answer.json["accepted"] && !(options.strict && !answer.json["remarks"].empty());
-        return isGood ? kDone : kFoundFaults;
+        const bool isFaulty = options.strict && !answer.json["remarks"].empty();
+        return answer.json["accepted"] && !isFaulty ? kDone : kFoundFaults;
     }
     const Answer answer = checkHost(tool::readHost());
     print(answer, options.format);
