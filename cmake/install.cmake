@@ -16,6 +16,9 @@ install(TARGETS orvel-path)
 install(FILES include/orvel_core.h include/orvel_core.hpp TYPE INCLUDE)
 install(FILES tools/orvel-path.bash-completion RENAME orvel-path
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+set(ORVEL_ZSH_DIR ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING "Where zsh looks for completions")
+install(FILES tools/_orvel-path DESTINATION ${ORVEL_ZSH_DIR})
+install(FILES tools/orvel-path.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 
 # Removes what the last `cmake --install` without DESTDIR put down.
 add_custom_target(uninstall

@@ -175,7 +175,7 @@ usage "--why, --names, --table, --check-config, --check-host: one of them at mos
 "$tool" --help | grep -F 'For more details see orvel-path(1).' > "$out"
 "$tool" -V | grep -x 'orvel-path [0-9.]* (libmount [0-9.]*)' > "$out"
 
-# A terminal, and the completion.
+# A terminal, and the completions.
 printf -v command '%q ' "$tool" --names $'/\e\xff\xc3\xa4\\'
 SHELL=$BASH LC_ALL=C.UTF-8 TERM=xterm NO_COLOR='' script -qec "$command" /dev/null < /dev/null > "$out"
 cmp "$out" <(printf '%s\r\n' 'KIND  SAME FILE NAME           BY' \
@@ -185,6 +185,13 @@ completed=$(bash -c '. /usr/share/bash-completion/bash_completion && . "$2" && C
     COMP_CWORD=1 COMP_LINE="orvel-path --sta" COMP_POINT=16 && _orvel_path "$1" && echo "${COMPREPLY[*]}"' \
     - "$tool" "$2/../tools/orvel-path.bash-completion")
 [ "$completed" = --stage ]
+for option in $("$tool" --help | grep -o -e '--[a-z-]* \|--[a-z-]*$' | sort -u); do
+    if ! grep -q -e "$option\[\|$option}" "$2/../tools/_orvel-path" ||
+        ! grep -q -e "-l ${option#--} " "$2/../tools/orvel-path.fish"; then
+        echo "no completion of $option"
+        failed=1
+    fi
+done
 
 for seed in ${ORVEL_SEEDS:-$RANDOM $((RANDOM + 32768))}; do
     echo "random layout of seed $seed"
