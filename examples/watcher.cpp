@@ -12,6 +12,7 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <orvel_core.h>
 #include <cstdio>
 #include <cstring>
 #include <orvel_core.hpp>
@@ -63,8 +64,8 @@ private:
 
 // What the C entry points refuse.
 static bool isRefused(const std::string &path) {
-    return path.empty() || path.size() > 4095 || path.find('\0') != std::string::npos ||
-           containsDotComponents(path);
+    return path.empty() || path.size() > ORVEL_MAX_PATH_BYTES ||
+           path.find('\0') != std::string::npos || containsDotComponents(path);
 }
 
 // Takes the whole lines off the front of input.

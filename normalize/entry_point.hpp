@@ -12,12 +12,13 @@
 
 #include "base/bounded.hpp"
 #include "base/handles.hpp"
+#include "include/orvel_core.h"
 
 namespace orvel {
 
-inline constexpr std::size_t kMaxInputBytes = 4095;
+inline constexpr std::size_t kMaxInputBytes = ORVEL_MAX_PATH_BYTES;
 inline constexpr std::size_t kMaxResultBytes = 4096;
-inline constexpr std::size_t kMaxBatchPaths = 1000;
+inline constexpr std::size_t kMaxBatchPaths = ORVEL_MAX_BATCH_PATHS;
 
 // The null result of a refusal. To be called after its log line, which may change errno.
 inline std::nullptr_t refuse(int error) {

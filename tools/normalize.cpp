@@ -17,9 +17,6 @@
 namespace tool {
 namespace {
 
-constexpr std::size_t kMaxBatchPaths = 1000;
-constexpr std::size_t kMaxPathBytes = 4095;
-
 // Calls until the limiter lets the call through; errno is then that of the last call.
 template <class Call>
 auto withPatience(const Call &call) {
@@ -36,8 +33,9 @@ std::string refusalOf(const std::string &path, int error) {
         case EINVAL:
             return path.empty() ? "it is empty" : "it has a component . or ..";
         case ENAMETOOLONG:
-            return path.size() > kMaxPathBytes ? "it has more than 4095 bytes"
-                                               : "its normalised form has more than 4096 bytes";
+            return path.size() > ORVEL_MAX_PATH_BYTES
+                       ? "it has more than 4095 bytes"
+                       : "its normalised form has more than 4096 bytes";
         case EILSEQ:
             return "its normalised form holds a NUL byte";
         case ENOMEM:
@@ -48,8 +46,8 @@ std::string refusalOf(const std::string &path, int error) {
 }
 
 bool isFitForBatch(const std::string &path) {
-    return !path.empty() && path.size() <= kMaxPathBytes && path.find('\0') == std::string::npos &&
-           !containsDotComponents(path);
+    return !path.empty() && path.size() <= ORVEL_MAX_PATH_BYTES &&
+           path.find('\0') == std::string::npos && !containsDotComponents(path);
 }
 
 // A path with a NUL inside cannot be passed as a C string: the library would see another path.
@@ -66,7 +64,7 @@ Normalized askSingly(const std::string &path) {
 
 void Normalizer::ask(std::string path) {
     waiting_.push_back(std::move(path));
-    if (waiting_.size() == kMaxBatchPaths) finish();
+    if (waiting_.size() == ORVEL_MAX_BATCH_PATHS) finish();
 }
 
 void Normalizer::finish() {
