@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The table of prefixes that normalising replaces: the mounts, turned round to read from backing
-// path to mount point, and the overlay layers on top of them.
+// The table of prefixes that normalising replaces: the mounts, inverted to lead from backing path
+// to mount point, and the overlay layers, which override them.
 #include <algorithm>
 #include <string_view>
 
@@ -9,43 +9,35 @@
 
 namespace {
 
-// Of several mount points that show one backing path, the table takes the shortest, then the
-// bytewise smallest.
-bool isPreferred(std::string_view mountPoint, std::string_view other) {
+// If several mount points show one backing path, the shortest wins, then the bytewise smallest.
+bool isPreferredMountPoint(std::string_view mountPoint, std::string_view other) {
     if (mountPoint.size() != other.size()) return mountPoint.size() < other.size();
     return mountPoint < other;
 }
 
-// Of two mounts that come out at one mount point, the shorter backing path stays, then the bytewise
-// larger.
-bool staysAtMountPoint(std::string_view backingPath, std::string_view other) {
+// If two mounts get one mount point, the shorter backing path wins, then the bytewise larger.
+bool isPreferredBackingPath(std::string_view backingPath, std::string_view other) {
     if (backingPath.size() != other.size()) return backingPath.size() < other.size();
     return backingPath > other;
 }
 
-// The entry through which a mount point is seen that lies in another mount's backing path, or null;
-// a match on a component boundary goes before a longer one that ends inside a name.
-const orvel::PrefixIndex::Entry *entryAbove(const orvel::PrefixIndex &mountPoints,
-                                            std::string_view mountPoint,
-                                            std::string_view backingPath) {
+// The entry of another mount whose backing path encloses mountPoint, or null: the longest one that
+// ends on a component boundary, else the longest plain prefix.
+const orvel::PrefixIndex::Entry *enclosingEntry(const orvel::PrefixIndex &mountPoints,
+                                                std::string_view mountPoint,
+                                                std::string_view backingPath) {
     const orvel::PrefixIndex::Entry *plain = nullptr;
-    const auto isAbove = [&](const orvel::PrefixIndex::Entry &entry) {
+    const auto encloses = [&](const orvel::PrefixIndex::Entry &entry) {
         if (entry.prefix == backingPath) return false;
         if (plain == nullptr) plain = &entry;
         return orvel::covers(entry.prefix, mountPoint);
     };
-    const auto *through = mountPoints.longest(mountPoint, isAbove);
-    return through != nullptr ? through : plain;
+    const auto *enclosing = mountPoints.longest(mountPoint, encloses);
+    return enclosing != nullptr ? enclosing : plain;
 }
 
-struct Move {
-    orvel::PathMap::const_iterator mount;
-    std::string mountPoint;  // where the mount is to be found
-};
-
-// Whether a mount point may lie in a backing path, to go by what all backing paths begin with:
-// where one device holds everything, that is the place at which it is mounted whole, and mostly
-// none does.
+// Whether a backing path may enclose a mount point. For example, if all backing paths begin with
+// /sysroot, none encloses /var. This saves the index for most hosts.
 bool mayMove(const orvel::PathMap &mounts) {
     if (mounts.empty()) return false;
     std::string_view common = mounts.begin()->second;
@@ -58,50 +50,46 @@ bool mayMove(const orvel::PathMap &mounts) {
                        [&](const auto &mount) { return mount.first.starts_with(common); });
 }
 
-std::vector<Move> findMoves(const orvel::PathMap &mounts) {
-    if (!mayMove(mounts)) return {};
-    std::unordered_map<std::string_view, std::string_view> preferred;
+// backing path -> the preferred of its mount points
+using Preferred = std::unordered_map<std::string_view, std::string_view>;
+
+Preferred preferredMountPoints(const orvel::PathMap &mounts) {
+    Preferred preferred;
     for (const auto &[mountPoint, backingPath] : mounts) {
         const auto [entry, isNew] = preferred.try_emplace(backingPath, mountPoint);
-        if (!isNew && isPreferred(mountPoint, entry->second)) entry->second = mountPoint;
+        if (!isNew && isPreferredMountPoint(mountPoint, entry->second)) entry->second = mountPoint;
     }
-    const orvel::PrefixIndex mountPoints(preferred);
-    std::vector<Move> moves;
-    for (auto mount = mounts.begin(); mount != mounts.end(); ++mount) {
-        const auto &[mountPoint, backingPath] = *mount;
-        if (const auto *through = entryAbove(mountPoints, mountPoint, backingPath))
-            moves.push_back({mount, orvel::replacePrefix(mountPoint, through->prefix.size(),
-                                                         through->replacement)});
-    }
-    return moves;
+    return preferred;
 }
 
-// replaceTarget() in place: most mounts stay where they are. All that move are taken out before one
-// of them is put back, so that none meets another one's old place.
-void replaceTargets(orvel::PathMap &mounts) {
-    std::vector<orvel::PathMap::node_type> moved;
-    for (Move &move : findMoves(mounts)) {
-        moved.push_back(mounts.extract(move.mount));
-        moved.back().key() = std::move(move.mountPoint);
+orvel::PathMap retarget(orvel::PathMap mounts) {
+    if (!mayMove(mounts)) return mounts;
+    const orvel::PrefixIndex mountPoints(preferredMountPoints(mounts));
+    orvel::PathMap retargeted;
+    retargeted.reserve(mounts.size());
+    for (const auto &[mountPoint, backingPath] : mounts) {
+        const auto *enclosing = enclosingEntry(mountPoints, mountPoint, backingPath);
+        const auto [entry, isNew] = retargeted.try_emplace(
+            enclosing == nullptr ? mountPoint
+                                 : orvel::replacePrefix(mountPoint, enclosing->prefix.size(),
+                                                        enclosing->replacement),
+            backingPath);
+        if (!isNew && isPreferredBackingPath(backingPath, entry->second))
+            entry->second = backingPath;
     }
-    for (auto &mount : moved) {
-        auto inserted = mounts.insert(std::move(mount));
-        if (!inserted.inserted &&
-            staysAtMountPoint(inserted.node.mapped(), inserted.position->second))
-            inserted.position->second = std::move(inserted.node.mapped());
-    }
+    return retargeted;
 }
 
-// The mounts with backing path and mount point exchanged. Several mount points may meet at one
-// backing path.
-orvel::PathMap turnRound(orvel::PathMap mounts) {
+// Mount point -> backing path becomes backing path -> mount point.
+orvel::PathMap invert(orvel::PathMap mounts) {
     orvel::PathMap table;
     table.reserve(mounts.size());
     while (!mounts.empty()) {
         auto mount = mounts.extract(mounts.begin());
         std::swap(mount.key(), mount.mapped());
         auto inserted = table.insert(std::move(mount));
-        if (!inserted.inserted && isPreferred(inserted.node.mapped(), inserted.position->second))
+        if (!inserted.inserted &&
+            isPreferredMountPoint(inserted.node.mapped(), inserted.position->second))
             inserted.position->second = std::move(inserted.node.mapped());
     }
     return table;
@@ -110,9 +98,7 @@ orvel::PathMap turnRound(orvel::PathMap mounts) {
 }  // namespace
 
 orvel::PathMap replaceTarget(const orvel::PathMap &mounts) {
-    orvel::PathMap retargeted = mounts;
-    replaceTargets(retargeted);
-    return retargeted;
+    return retarget(mounts);
 }
 
 orvel::PathMap mergeMountMappings() {
@@ -124,11 +110,27 @@ orvel::PathMap mergeMountMappings() {
     if (parseConfig(orvel::kConfigPath, StageSystem, tree))
         overlays = getOverlayMountMappings(tree, ignoredMode);
 
-    replaceTargets(mounts);
-    orvel::PathMap table = turnRound(std::move(mounts));
-    // A layer of an overlay goes before all mounts of it.
+    orvel::PathMap table = invert(retarget(std::move(mounts)));
     for (const auto &[layer, merged] : overlays) table.insert_or_assign(layer, merged);
     return table;
+}
+
+// The longest prefix is the first match.
+orvel::MappingList sortedMappings() {
+    orvel::PathMap table = mergeMountMappings();
+    orvel::MappingList list;
+    list.reserve(table.size());
+    while (!table.empty()) {
+        auto entry = table.extract(table.begin());
+        list.emplace_back(std::move(entry.key()), std::move(entry.mapped()));
+    }
+    // Two prefixes of one length never match the same path. Byte order makes the list the same each
+    // time.
+    std::sort(list.begin(), list.end(), [](const auto &a, const auto &b) {
+        if (a.first.size() != b.first.size()) return a.first.size() > b.first.size();
+        return a.first < b.first;
+    });
+    return list;
 }
 
 std::string checkBindMountPoint1(const std::string &path) {
