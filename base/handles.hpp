@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Owners of the C resources that the library holds, named on the line that acquires them:
+// Owners of C resources, named on the line that acquires them:
 //     const MallocString resolved(realpath(path, nullptr));
-// Releasing leaves errno alone, so that it still tells of the call that failed.
+// A release keeps errno, which may still belong to a call that failed.
 #pragma once
 
 #include <dirent.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Prefixes of paths: the test on a component boundary, the replacement, and the search for the
-// longest of many.
+// longest one.
 #pragma once
 
 #include <algorithm>
@@ -13,15 +13,14 @@
 
 namespace orvel {
 
-// True when path is prefix itself or lies under it: /usr covers /usr/bin, not /usrx.
-// Not for places whose contract is a plain prefix: those say starts_with.
+// Whether path is prefix or below it: /usr covers /usr and /usr/bin, not /usrx.
 inline bool covers(std::string_view prefix, std::string_view path) {
     return path.starts_with(prefix) &&
            (path.size() == prefix.size() || prefix.ends_with('/') || path[prefix.size()] == '/');
 }
 
-// path with its first length bytes replaced. A replacement of "/" before a rest that begins with
-// "/" counts once, so that what lies under the root comes out as /etc, not //etc.
+// path with its first length bytes replaced, without a doubled slash after "/": /a/etc with / in
+// place of /a is /etc.
 inline std::string replacePrefix(std::string_view path, std::size_t length,
                                  std::string_view replacement) {
     std::string_view rest = path.substr(length);
@@ -31,10 +30,10 @@ inline std::string replacePrefix(std::string_view path, std::size_t length,
     return replaced.append(replacement).append(rest);
 }
 
-// Prefixes, each with its replacement, to be searched for the longest that a path begins with. They
-// stand in byte order, and each is linked to the longest other one that it begins with itself: all
-// prefixes of a path are then on one chain, from the last prefix that is not behind the path.
-// Refers to the strings it is given: they must outlive it.
+// Prefixes with their replacements, to find the longest one that a path begins with. They are in
+// byte order, and each is linked to the longest other one that it begins with itself: /usr/lib to
+// /usr. So all prefixes of a path are on one chain, which begins at the last prefix that is not
+// greater than the path. The strings must outlive the index.
 class PrefixIndex {
 public:
     struct Entry {

@@ -66,8 +66,8 @@ private:
             orvel::report("unknow file type!");
     }
 
-    // What the entry is, links followed, and what it is itself; 0 for what cannot be examined, and
-    // for the copy itself where it is made below its source.
+    // The type of the entry, links followed; own is the entry itself. 0 if it cannot be examined,
+    // or if it is the copy, made below its source.
     mode_t mode_of(const orvel::Entry &entry, struct stat &own) const {
         if (entry.type == DT_REG) return S_IFREG;
         if (fstatat(source_.directory(), entry.name, &own, AT_SYMLINK_NOFOLLOW) != 0 ||

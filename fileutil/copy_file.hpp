@@ -4,12 +4,12 @@
 
 namespace orvel {
 
-// What becomes of a file that is there already.
+// What happens to a target that exists.
 enum class Existing { Emptied, Refused };
 
-// Copies the file source in directory from to target in directory to. 0, or -1 with errno set where
-// either cannot be opened: links are not followed, and a source that is no regular file is none.
-// Names are relative to the directories' descriptors, AT_FDCWD among them.
+// Copies the regular file source in directory from to target in directory to; both directories are
+// descriptors or AT_FDCWD. 0, or -1 with errno set if either cannot be opened. Links are not
+// followed.
 int copy_regular_file(int from, const char *source, int to, const char *target, Existing existing);
 
 }  // namespace orvel

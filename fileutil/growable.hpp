@@ -35,7 +35,7 @@ public:
     // The elements in a block of just their size, for the caller to free; null if there are none.
     T *release() {
         if (size_ == 0) return nullptr;
-        // Where even shrinking fails, the larger block serves as well.
+        // If shrinking fails, the larger block is used.
         if (void *exact = std::realloc(items_.get(), size_ * sizeof(T))) {
             (void)items_.release();
             items_.reset(static_cast<T *>(exact));

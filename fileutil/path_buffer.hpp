@@ -12,7 +12,7 @@ namespace orvel {
 template <std::size_t MaxLength>
 class PathBuffer {
 public:
-    // False, with nothing changed, where the result would be longer than MaxLength.
+    // False, with nothing changed, if the result would be longer than MaxLength.
     bool append(const char *text) {
         const std::size_t added = std::strlen(text);
         if (added > MaxLength - length_) return false;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a path is, and where it leads. lstat throughout: a link is looked at, not followed.
+// What a path is. All functions use lstat: they examine a link itself.
 #include <mntent.h>
 #include <sys/stat.h>
 
@@ -31,8 +31,7 @@ int is_of_type(const char *path, mode_t type) {
 
 // The path of a link itself: its directory resolved, its own name kept.
 char *absolute_link_path(const AbsolutePath &link) {
-    // Without a slash the link stands in the working directory; with one at its beginning only, in
-    // the root.
+    // "link" is in the working directory, "/link" in the root.
     AbsolutePath directory = link;
     directory.pop();
     const char *slash = std::strrchr(link.text(), '/');

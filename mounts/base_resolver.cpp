@@ -5,7 +5,7 @@
 
 namespace orvel {
 
-// A path is its own base until more is known, so a chain that comes back to it ends there.
+// A path is its own base at first, so a chain that returns to it ends there.
 std::string BaseResolver::resolve(std::string base) {
     std::vector<std::pair<const std::string, std::string> *> chain;
     while (true) {
@@ -19,7 +19,7 @@ std::string BaseResolver::resolve(std::string base) {
         if (mounted == sources_.end()) break;
         base = mounted->second;
     }
-    // Every step of the chain up to the base ends at it; steps after it are the rest of a circle.
+    // All steps before the base get it as their base. Steps after it are the rest of a circle.
     for (auto *step : chain) {
         if (step->first == base) break;
         step->second = base;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Follows sources through a table of mounts. Where a chain of sources ends is the base of them all.
+// Follows sources through a table of mounts. For example, if /b is mounted at /a, and /c at /b, the
+// base of /a and /b is /c.
 #pragma once
 
 #include <string>
@@ -9,9 +10,9 @@
 
 namespace orvel {
 
-// resolveBasePath() for many paths against one table, all of them canonical: each mount point is
-// followed once, so a chain of mounts costs its length, not its square. The table must outlive the
-// resolver; a source may be replaced by its own base meanwhile.
+// resolveBasePath() for many canonical paths. Each mount point is followed once, so a chain of
+// mounts costs its length, not its square. The table must outlive the resolver; the caller may
+// replace a source by its base meanwhile.
 class BaseResolver {
 public:
     explicit BaseResolver(const PathMap &sources) : sources_(sources) {}
@@ -20,7 +21,7 @@ public:
 
 private:
     const PathMap &sources_;
-    std::unordered_map<std::string, std::string> bases_;  // path -> where it ends
+    std::unordered_map<std::string, std::string> bases_;  // path -> its base
 };
 
 }  // namespace orvel

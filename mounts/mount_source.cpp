@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One mount's source: joined with the mount's root, made canonical, tested for a block device, and
-// followed through other mounts.
+// The source of a mount: joined with the mount's root, made canonical, tested for a block device,
+// and followed through other mounts.
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -10,14 +10,14 @@
 #include "include/orvel_core.hpp"
 #include "mounts/libmount_handles.hpp"
 
-// A path that cannot be resolved, for whatever reason, is used as it is written: a device with a
-// path below it never resolves, and that is the usual case here.
+// A path that does not resolve is used as it is. That is the usual case: the source of a bind mount
+// is a path below a device, such as /dev/sda1/usr.
 std::string canonicalizePath(const std::string &path) {
     const orvel::MallocString resolved(realpath(path.c_str(), nullptr));
     return resolved ? std::string(resolved.get()) : path;
 }
 
-// /dev/x and / give /dev/x/, which tells a device mounted whole from any directory of it.
+// /dev/x and / give /dev/x/: the slash marks a device that is mounted whole.
 std::string getFullSource(struct libmnt_fs *fs) {
     const char *sourceText = mnt_fs_get_source(fs);
     const char *rootText = mnt_fs_get_root(fs);
@@ -33,7 +33,7 @@ std::string getFullSource(struct libmnt_fs *fs) {
 
 namespace {
 
-// These texts are the interface's, spelling and full-width colon included.
+// Programs compare these texts, so their spelling and the full-width colon stay.
 std::string describeStatError(int error) {
     switch (error) {
         case ENOENT:
@@ -57,7 +57,7 @@ bool isBlockDevice(const std::string &path, std::string &error) {
     error.clear();
     struct stat status = {};
     const std::string trimmed = trimTrailingSlash(path);
-    // Links are followed: device-mapper names are links to the nodes.
+    // stat follows links: device-mapper names are links to the nodes.
     if (stat(trimmed.c_str(), &status) != 0)
         error = describeStatError(errno);
     else if (!S_ISBLK(status.st_mode))
@@ -65,7 +65,6 @@ bool isBlockDevice(const std::string &path, std::string &error) {
     return error.empty();
 }
 
-// A chain that comes back to a path ends at that path.
 std::string resolveBasePath(const std::string &path, const orvel::PathMap &mounts) {
     std::set<std::string> seen;
     std::string base = canonicalizePath(path);

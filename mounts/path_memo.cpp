@@ -12,13 +12,13 @@
 namespace orvel {
 namespace {
 
-// Paths with directories longer than this are left to realpath(), so that whoever may mount at deep
-// paths cannot make a call remember the square of their length.
+// realpath() examines paths with longer directories. Otherwise, a user who may mount at deep paths
+// could make a call remember the square of their length.
 constexpr std::size_t kMaxPartBytes = 256;
 
 }  // namespace
 
-// What exists without a link on the way is canonical; what does not exist stays as it is.
+// A path that exists and contains no link is canonical. A path that does not exist stays as it is.
 std::string PathMemo::canonicalize(std::string path) {
     if (isOfLastDevice(path))
         return path.size() == lastDevice_.size() ? lastDeviceResolved_ : std::move(path);

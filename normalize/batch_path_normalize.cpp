@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Up to 1000 paths through the C interface, all or nothing, with one look at the system. The guard
-// is that of the single path.
+// Up to 1000 paths through the C interface, all or none, by one look at the system.
 #include <cstdlib>
 #include <cstring>
 #include <memory>

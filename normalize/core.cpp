@@ -14,19 +14,18 @@ constexpr std::string_view kVar = "/var";
 constexpr std::string_view kTopLevelDirectories[] = {"/var/tmp/", "/var/opt/", "/var/srv/",
                                                      "/var/mnt/"};
 
-// Relative paths, the root and over-long paths are nobody's business here.
-bool isLeftAlone(const std::string &path) {
+bool isReturnedUnchanged(const std::string &path) {
     return !path.starts_with('/') || path == "/" || path.size() > kMaxPathBytes;
 }
 
-// At most one directory applies. The slash at its end keeps /var/tmp itself as it is.
+// /var/tmp/x becomes /tmp/x; /var/tmp itself stays.
 std::string dropVar(std::string path) {
     for (const std::string_view directory : kTopLevelDirectories)
         if (path.starts_with(directory)) return path.substr(kVar.size());
     return path;
 }
 
-// Plain text, not a path: /tmprootfoo becomes /sysrootfoo.
+// As plain text: /tmprootfoo becomes /sysrootfoo.
 std::string renameTemporaryRoot(const std::string &path) {
     return replaceBeginString(path, "/tmproot", "/sysroot");
 }
@@ -44,20 +43,21 @@ std::string applyLongest(const orvel::PrefixIndex &index, const std::string &pat
 }  // namespace
 
 std::string _pathNormalize(const std::string &path) {
-    if (isLeftAlone(path)) return path;
+    if (isReturnedUnchanged(path)) return path;
     return dropVar(checkBindMountPoint(sortedMappings(), renameTemporaryRoot(path)));
 }
 
-// By the longest prefix, which is the first match of the list, so that a batch does not go through
-// the list a thousand times.
+// Searches an index for the longest prefix, which is the first match of the list. Otherwise a batch
+// would search the list a thousand times.
 std::vector<std::string> _batchPathNormalize(const std::vector<std::string> &paths) {
     const orvel::MappingList mappings = sortedMappings();
     const orvel::PrefixIndex index(mappings);
     std::vector<std::string> results;
     results.reserve(paths.size());
     for (const std::string &path : paths)
-        results.push_back(
-            isLeftAlone(path) ? path : dropVar(applyLongest(index, renameTemporaryRoot(path))));
+        results.push_back(isReturnedUnchanged(path)
+                              ? path
+                              : dropVar(applyLongest(index, renameTemporaryRoot(path))));
     return results;
 }
 

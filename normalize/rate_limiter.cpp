@@ -12,7 +12,7 @@ namespace orvel {
 bool TokenBucket::take(std::int64_t nowNs) {
     const std::int64_t elapsedNs = nowNs - lastRefillNs_;
     if (elapsedNs >= kRefillStepNs) {
-        // What is left of a step is dropped: the next one counts from now.
+        // The rest of a step is dropped: the next step begins now.
         lastRefillNs_ = nowNs;
         tokens_ =
             std::min(kCapacity, tokens_ + static_cast<std::uint64_t>(elapsedNs / kRefillStepNs));
@@ -29,8 +29,8 @@ std::int64_t steadyNowNs() {
     return duration_cast<nanoseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-// The library's only state. It is full before any code runs: a call that comes before loading is
-// over takes its token for good.
+// The library's only state. The compiler fills the bucket, so that a call which another library's
+// initialiser makes during loading takes its token from the same bucket.
 constinit std::mutex mutex;
 constinit TokenBucket bucket(0);
 
@@ -41,10 +41,10 @@ bool startBucket() {
 }
 [[maybe_unused]] const bool isStarted = startBucket();
 
-// A child that is forked while another thread holds the lock would wait for it for ever, so it
-// begins with the lock free. Not taken before the fork: a signal handler that forks on top of its
-// own thread's call would wait for itself. What an update cut short leaves in the child is a token
-// count that is off by one refill at most.
+// If a process forks while another thread holds the lock, the child would wait for it for ever. So
+// the child begins with a free lock. The parent does not take the lock before the fork: a signal
+// handler that interrupts a call and forks would wait for itself. If the fork interrupts an update,
+// the child's number of tokens is wrong by one refill at most.
 [[maybe_unused]] const int forkHandler = pthread_atfork(
     nullptr, nullptr, [] { (void)pthread_mutex_init(mutex.native_handle(), nullptr); });
 

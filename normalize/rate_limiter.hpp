@@ -1,22 +1,21 @@
 // SPDX-License-Identifier: MIT
-// The bound on how often the two entry points may work: a bucket of 100 tokens, full when the
-// library is loaded, refilled by one token each 10 milliseconds, one token a call.
+// The limit of calls of the two entry points: a bucket of 100 tokens, full when the library is
+// loaded. A call takes one token; the bucket gets one every 10 milliseconds.
 #pragma once
 
 #include <cstdint>
 
 namespace orvel {
 
-// Time is an argument: nanoseconds of a clock that never goes back. Not for several threads at
-// once.
+// Time is an argument, in nanoseconds of a monotonic clock. Not thread-safe.
 class TokenBucket {
 public:
     explicit constexpr TokenBucket(std::int64_t nowNs) : lastRefillNs_(nowNs) {}
 
-    // Refills from now on; the tokens stay.
+    // Refills from now on, and keeps the tokens.
     void start(std::int64_t nowNs) { lastRefillNs_ = nowNs; }
 
-    // Takes a token; false, with nothing changed, when there is none.
+    // Takes a token; false if there is none.
     bool take(std::int64_t nowNs);
 
 private:
@@ -27,8 +26,7 @@ private:
     std::int64_t lastRefillNs_;
 };
 
-// Takes a token of the process's one bucket. Any thread; throws std::system_error where the lock
-// cannot be had.
+// Takes a token of the process's bucket. Thread-safe; throws std::system_error if locking fails.
 bool checkRateLimit();
 
 }  // namespace orvel

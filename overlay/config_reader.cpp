@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The line format: "#" begins a comment wherever it stands, "[name]" opens a section ("." in the
-// name stands for "/"), and "key = value" belongs to the section above it.
+// The line format: "#" begins a comment anywhere in a line, "[name]" opens a section ("." in the
+// name means "/"), and "key = value" belongs to the section above it.
 #include "overlay/config_reader.hpp"
 
 #include <algorithm>

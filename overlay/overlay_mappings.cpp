@@ -10,7 +10,7 @@
 
 namespace {
 
-// The values of a key; null where the section has no such key or an empty list.
+// The values of a key; null if the section has no such key or its list is empty.
 const std::vector<std::string> *valuesOf(const orvel::ConfigSection &section, const char *key) {
     const auto entry = section.find(key);
     return entry == section.end() || entry->second.empty() ? nullptr : &entry->second;
@@ -42,7 +42,7 @@ orvel::PathMap getOverlayMountMappings(const orvel::ConfigTree &tree, std::strin
     mode = modes->front();
     const std::string_view suffix = mode == "normal" ? "-N" : "-M";
 
-    // Two sections may name one directory; in byte order the later one counts, whatever the hash.
+    // If two sections name one directory, the later one in byte order wins.
     std::map<std::string, const orvel::ConfigSection *> selected;
     for (const auto &[name, section] : tree)
         if (name.ends_with(suffix)) selected.emplace(name, &section);
