@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Bounded copies for machines without libboundscheck. Each checks first and then writes all or
-// nothing; the declared size bounds the count, but no byte beyond the count is looked at or
-// cleared, because callers declare more than they own.
+// nothing. No byte beyond count is read or cleared, because callers declare a larger destination
+// than they have.
 #include "base/bounded.hpp"
 
 #ifndef ORVEL_HAVE_BOUNDSCHECK

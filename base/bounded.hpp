@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// memcpy_s, memset_s and strcat_s: libboundscheck's where the build found it, else our own.
+// memcpy_s, memset_s and strcat_s: libboundscheck's if the build found it, else our own.
 //
 // 0 on success, with nothing touched beyond the count: a caller may declare a larger destination
 // than it has. Otherwise EINVAL (a null pointer) or ERANGE (does not fit), and our own have then

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// A cancellation of a thread (pthread_cancel) put off for a scope.
+// Delays a cancellation of the thread (pthread_cancel) for a scope.
 #pragma once
 
 #include <pthread.h>
 
 namespace orvel {
 
-// A cancellation unwinds the stack like an exception: a guard that swallows it, or a destructor
-// that closes a file on the way, would end the process. So a call is finished first.
+// A cancellation unwinds the stack like an exception. A guard that catches it, or a destructor that
+// closes a file meanwhile, would end the process, so the call finishes first.
 class CancellationHold {
 public:
     CancellationHold() { (void)pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous_); }

@@ -58,7 +58,7 @@ public:
     int release() { return std::exchange(fd_, -1); }
     void reset(int fd) {
         const ErrnoKeeper keeper;
-        // Never again after a failure: the descriptor is gone, or another thread's.
+        // close is not repeated after a failure: the descriptor may be another thread's by now.
         if (fd_ >= 0) (void)close(fd_);
         fd_ = fd;
     }

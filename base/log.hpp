@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Messages go to the host's own log function. The reference is weak: a process that has no
-// orvel_log_v2 loads the library all the same, and the library is silent there.
+// Messages go to the log function of the program. The reference is weak: a program without
+// orvel_log_v2 can load the library and gets no messages.
 #pragma once
 
 #include <cstdint>
@@ -14,8 +14,8 @@ enum Level : std::int32_t { Detail = 0, Trace = 1, Warning = 2, Error = 3 };
 inline constexpr std::int32_t kModule = 3;
 }  // namespace orvel::log
 
-// A line carries the name of an exported function: that of the function it is written in, or, in a
-// helper, the one that is given. The host's function may throw.
+// A line names an exported function: LOG the function that contains it, LOG_AS the one that is
+// given. The program's log function may throw.
 #define LOG(level, ...) LOG_AS(__func__, level, __VA_ARGS__)
 #define LOG_AS(function, level, ...)                                                         \
     do {                                                                                     \

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What every exported utility begins with: a cancellation of the thread waits until the call is
-// over, and errno is the caller's again after a success.
+// Every exported utility begins with this object: a cancellation of the thread waits until the call
+// returns, and a success restores errno.
 #pragma once
 
 #include <cerrno>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// copy_dir: a tree into a new directory. A DirectoryChain follows the TreeWalk of the source in the
-// copy, so that both sides are named by descriptors only.
+// copy_dir: a tree into a new directory. A TreeWalk goes through the source and a DirectoryChain
+// through the copy, so both are reached by descriptors only.
 #include <dirent.h>
 #include <fcntl.h>
 
@@ -18,10 +18,10 @@ namespace {
 constexpr std::size_t kMaxPathBytes = 4095;
 using Path = orvel::PathBuffer<kMaxPathBytes>;
 
-// One copy under way. The lengths of both paths only decide which entries are too long to copy.
+// The state of one copy. The lengths of both paths only decide which entries are too long to copy.
 class TreeCopy {
 public:
-    // The copy's top is made already; the lengths are those of both tops' paths.
+    // The top of the copy exists. The lengths are those of the paths of both tops.
     TreeCopy(std::size_t source_length, std::size_t target_length)
         : source_length_(source_length), target_length_(target_length) {}
 
@@ -30,7 +30,7 @@ public:
                source_.begin(std::move(source), source_status);
     }
 
-    // Whatever fails inside the tree is skipped and not reported by a result.
+    // Skips what fails inside the tree.
     void run() {
         while (true) {
             if (const orvel::Entry *entry = source_.next())
@@ -41,7 +41,7 @@ public:
     }
 
 private:
-    // Descriptors that run out are taken from both chains.
+    // If descriptors run out, both chains release some.
     template <class Open>
     auto with_descriptors(const Open &open) {
         return target_.with_descriptors([&] { return source_.with_descriptors(open); });
@@ -54,7 +54,7 @@ private:
         const mode_t mode = mode_of(entry, own);
         const bool is_refused = std::strstr(entry.name, "..") != nullptr;
         if (mode == 0 || (is_refused && (S_ISREG(mode) || S_ISDIR(mode)))) return;
-        // In a directory that is new a file that is there already has been planted.
+        // A file that exists in a new directory was planted by another process.
         if (S_ISREG(mode))
             (void)with_descriptors([&] {
                 return orvel::copy_regular_file(source_.directory(), entry.name, target_.fd(),
@@ -78,7 +78,8 @@ private:
         return fstatat(source_.directory(), entry.name, &named, 0) == 0 ? named.st_mode : 0;
     }
 
-    // Makes the directory in the copy and goes into both. A link to a directory leaves it empty.
+    // Makes the directory in the copy and enters both. For a link to a directory the new one stays
+    // empty.
     void copy_directory(const orvel::Entry &entry, mode_t mode, const struct stat &own) {
         if (mkdirat(target_.fd(), entry.name, mode) != 0 || S_ISLNK(own.st_mode)) return;
         constexpr int kFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
@@ -124,7 +125,7 @@ int copy_into(const Path &source, const Path &target, const char *dst, const cha
     if (fstatat(parent.get(), name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode))
         return orvel::refuse(-1, ELOOP);
     if (mkdirat(parent.get(), name, mode) != 0) return -4;
-    // The source is refused only now, after its name has become a directory: that is the contract.
+    // By contract the source is refused only after the new directory has been made.
     if (std::strstr(source.text(), "..") != nullptr) return orvel::refuse(-1, EINVAL);
     if (path_is_link(source.text()) == 1) return orvel::refuse(-1, ELOOP);
 
@@ -157,7 +158,7 @@ extern "C" int copy_dir(const char *src, const char *dst) {
     target.drop_trailing_slash();
     const char *slash = std::strrchr(source.text(), '/');
     if (slash == nullptr) return orvel::refuse(-1, EINVAL);
-    // "/" is counted with dst, which may itself fill the buffer, before the name is.
+    // dst and "/" may already fill the buffer.
     if (!target.push(slash + 1)) return orvel::refuse(-1, ENAMETOOLONG);
     const int result = copy_into(source, target, dst, slash + 1, status.st_mode);
     return result == 0 ? call.done(0) : result;

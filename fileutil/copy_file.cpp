@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// copy_file: the bytes of one regular file. Of a large one the kernel copies what it can, without
-// the detour through this process; the rest goes through two streams, block by block.
+// copy_file: the bytes of one regular file. The kernel copies what it can of a large file; two
+// streams copy the rest, block by block.
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -17,7 +17,7 @@ constexpr std::size_t kBlockBytes = 1024;
 constexpr off_t kLargeBytes = 128L * 1024;
 constexpr std::size_t kRangeBytes = 1 << 30;
 
-// A stream over a descriptor, which the stream then owns; null if either cannot be had.
+// A stream that owns the descriptor; null if there is no descriptor, or no memory.
 orvel::File open_stream(orvel::Fd fd, const char *mode) {
     orvel::File stream(fd ? fdopen(fd.get(), mode) : nullptr);
     if (stream) (void)fd.release();
@@ -39,7 +39,7 @@ bool is_refused(const char *path) {
 
 int orvel::copy_regular_file(int from, const char *source, int to, const char *target,
                              Existing existing) {
-    // To read and write, which does not wait even for a fifo.
+    // For reading and writing, so that opening a FIFO does not wait.
     constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC;
     Fd in(openat(from, source, kFlags));
     struct stat status = {};
@@ -52,12 +52,12 @@ int orvel::copy_regular_file(int from, const char *source, int to, const char *t
                   kNewFile));
     const File output = open_stream(std::move(out), "w+");
     if (!output) return -1;
-    // Only now, when there is all that the copy needs. EINVAL: a fifo or device, which is written
-    // as it is.
+    // Last, when the copy has all that it needs. EINVAL is a FIFO or a device, which needs no
+    // truncation.
     if (ftruncate(fileno(output.get()), 0) != 0 && errno != EINVAL) return -1;
     if (status.st_size > kLargeBytes) copy_ranges(fileno(input.get()), fileno(output.get()));
 
-    // A failure to read ends the copy as the end does, and what cannot be written is not told.
+    // By contract a copy that ends at a read error or cannot write is a success, too.
     char block[kBlockBytes];
     while (const std::size_t length = fread_unlocked(block, 1, sizeof block, input.get()))
         (void)fwrite_unlocked(block, 1, length, output.get());

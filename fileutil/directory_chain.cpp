@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Going down opens by name and compares; going up finds the directory still open, or opens it again
-// through ".." and compares. Nothing is ever opened by a path.
+// To go down, the chain opens a directory by its name in the one above and compares it. To go up,
+// it finds the directory still open, or opens it by ".." and compares it. It opens nothing by a
+// path.
 #include "fileutil/directory_chain.hpp"
 
 #include <fcntl.h>
@@ -36,7 +37,7 @@ void DirectoryChain::leave() {
     struct stat expected = {};
     expected.st_dev = levels_.last().device;
     expected.st_ino = levels_.last().inode;
-    // Whatever goes wrong here leaves the slot empty: that level, and those above it, are lost.
+    // If this fails, the slot stays empty: this level and those above it are lost.
     slot(depth()) = open_examined(left.get(), "..", O_PATH, expected);
 }
 

@@ -2,10 +2,9 @@
 // The directories from the top of a tree down to the one in which a walk is, reached by descriptors
 // only.
 //
-// However deep the tree, only the lowest few stay open. A directory further up is opened again
-// through ".." of its child when the walk comes back to it, and must then have the device and inode
-// number that it had before: a child that was moved elsewhere in the meantime does not lead the
-// walk there.
+// Only the lowest few stay open, so the depth of the tree does not matter. When the walk returns to
+// a directory further up, it opens it again by ".." of its child, and compares device and inode
+// number: a child that another process has moved does not lead the walk out of the tree.
 #pragma once
 
 #include <sys/stat.h>
@@ -16,7 +15,7 @@
 
 namespace orvel {
 
-// Whether two looks met the same file.
+// Whether both are one file.
 inline bool is_same_file(const struct stat &a, const struct stat &b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
@@ -26,11 +25,11 @@ inline bool is_out_of_descriptors() {
 }
 
 // Opens directory name in directory at without following a link; flags are added to O_DIRECTORY and
-// its like. Null with errno set if it cannot be opened or is not the one that was examined.
+// similar ones. Null with errno set if it cannot be opened or is not the one that was examined.
 Fd open_examined(int at, const char *name, int flags, const struct stat &examined);
 
-// The same with a second look if the two differ, which examined then holds: opening an automount
-// point mounts what is to be there, looking at it does not.
+// The same, but if the two differ, examines the directory again and stores that in examined: only
+// opening an automount point mounts its file system.
 Fd open_automounted(int at, const char *name, int flags, struct stat &examined);
 
 class DirectoryChain {

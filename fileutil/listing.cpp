@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The three listings: one directory, or a tree with or without its directories. An entry whose path
-// does not fit is left out. If memory or descriptors run out, anywhere in the tree, there is no
-// list.
+// does not fit is skipped. If memory or descriptors run out, there is no list.
 #include <dirent.h>
 #include <fcntl.h>
 #include <limits.h>
@@ -20,7 +19,7 @@ namespace {
 constexpr std::size_t kMaxListedBytes = 4096;
 using Path = orvel::PathBuffer<kMaxListedBytes>;
 
-// The directory's path as the kernel knows it, whatever name it was opened by.
+// The path that the kernel has for the directory.
 bool read_kernel_path(int directory, Path &path) {
     char link[sizeof "/proc/self/fd/" + 10];
     char target[PATH_MAX];
@@ -35,8 +34,8 @@ bool read_kernel_path(int directory, Path &path) {
 
 enum class Step { Entered, Skipped, RanOut };
 
-// Goes into the directory path, to which the walk has come. One that cannot be opened, or has been
-// exchanged since it was read, is skipped.
+// Enters the directory path, the current entry of the walk. If it cannot be opened, or another one
+// has replaced it, it is skipped.
 Step enter(orvel::TreeWalk &walk, const Path &path) {
     struct stat examined = {};
     if (path.length() >= PATH_MAX) return Step::Skipped;
@@ -79,15 +78,15 @@ bool list_files(orvel::TreeWalk &walk, Path &path, orvel::PathList &list) {
     }
 }
 
-// The entry to which the walk has come, below base. False if that does not fit.
+// The path of the walk's current entry below base. False if it does not fit.
 bool path_of_entry(orvel::TreeWalk &walk, const Path &base, Path &path) {
     path = base;
     return path.push(walk.entry()->name);
 }
 
-// All entries below top, each directory after what it holds. A directory that could be read is
-// listed by itself and by the one above it, hence twice in a row; the top only by itself. If the
-// top is a link, the directories in it list what they hold below real, the canonical path.
+// All entries below top, each directory after its entries. A directory that could be read is listed
+// by itself and by the directory above it, so twice in a row; the top is listed once. If the top is
+// a link, entries of the directories in it are listed below real, the canonical path.
 bool list_paths(orvel::TreeWalk &walk, const Path &top, const Path &real, orvel::PathList &list) {
     Path path = top;  // of the directory in which the walk is, or of an entry in it
     Path inside;      // what the entry lists its own content below
@@ -116,7 +115,7 @@ bool list_paths(orvel::TreeWalk &walk, const Path &top, const Path &real, orvel:
     }
 }
 
-// Whether the caller's arguments can be used; sets errno if not.
+// Whether the arguments are valid; sets errno if not.
 bool is_valid(const char *dir, const int *count) {
     return (dir != nullptr && count != nullptr && *count == 0) || orvel::refuse(false, EINVAL);
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A path under construction. What does not fit is refused, never cut.
+// A path that grows and shrinks in a fixed buffer. It refuses what does not fit.
 #pragma once
 
 #include <cstddef>
@@ -29,7 +29,7 @@ public:
         return false;
     }
 
-    // Takes back a push.
+    // Removes the last name.
     void pop() {
         const char *slash = std::strrchr(text_, '/');
         truncate(slash ? static_cast<std::size_t>(slash - text_) : 0);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A list is either handed over whole or freed with all its strings.
+// A list is released to the caller, or freed with all its strings.
 #include "fileutil/path_list.hpp"
 
 #include <cerrno>

@@ -29,7 +29,7 @@ int is_of_type(const char *path, mode_t type) {
     return examine(path, status) && (status.st_mode & S_IFMT) == type ? 1 : 0;
 }
 
-// The path of a link itself: its directory resolved, its own name kept.
+// The path of a link itself: its directory is resolved, its name is kept.
 char *absolute_link_path(const AbsolutePath &link) {
     // "link" is in the working directory, "/link" in the root.
     AbsolutePath directory = link;
@@ -107,7 +107,7 @@ extern "C" int path_is_mount_bind(const char *path1, const char *path2) {
     Mount first;
     Mount second;
     mntent entry = {};
-    // To the end of the list, since the last mount at a place is the one that shows.
+    // Reads to the end, because the last mount at a mount point is the visible one.
     while (getmntent_r(list.get(), &entry, line.get(), kMountLineBytes) != nullptr) {
         if (std::strcmp(entry.mnt_dir, path1) == 0 && !first.set(entry)) return -1;
         if (std::strcmp(entry.mnt_dir, path2) == 0 && !second.set(entry)) return -1;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// remove_dir: a file, or a tree from its leaves upwards. Every name is removed relative to the open
-// directory that holds it: no path is ever cut, and a link that is slipped into a path leads
-// nowhere.
+// remove_dir: a file, or a tree from its leaves upwards. It removes each name relative to its open
+// directory, so a link that another process puts into a path has no effect.
 #include <dirent.h>
 #include <fcntl.h>
 
@@ -46,15 +45,15 @@ private:
     int directory_ = AT_FDCWD;
 };
 
-// Looks at the entry to which the walk has come; false, after a message, if that fails.
+// Examines the walk's current entry; false, after a message, if that fails.
 bool examine(const orvel::TreeWalk &walk, const orvel::Entry &entry, struct stat &status) {
     if (fstatat(walk.directory(), entry.name, &status, AT_SYMLINK_NOFOLLOW) == 0) return true;
     if (errno != ENOENT) orvel::report("get directory stat error");
     return false;
 }
 
-// Removes the entry to which the walk has come, unless it is a directory: that one the walk enters.
-// What cannot be removed stays, and with it the directories above it, without a report.
+// Removes the walk's current entry, or enters it if it is a directory. An entry that cannot be
+// removed stays, and so do the directories above it, without a message.
 void remove_entry(orvel::TreeWalk &walk, const orvel::Entry &entry) {
     if (std::strstr(entry.name, "..") != nullptr) return;
     const auto is_unlinked = [&] { return unlinkat(walk.directory(), entry.name, 0) == 0; };
@@ -99,7 +98,7 @@ extern "C" int remove_dir(const char *path) {
         orvel::report("unknow file type!");
         return call.done(0);
     }
-    // From here on by the directory that holds it: the path may lead elsewhere by now.
+    // From here on by the open directory above it: the path may lead elsewhere by now.
     const NameInParent target(path);
     if (S_ISREG(status.st_mode)) {
         if (!target)

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::size_t kMaxTextBytes = 2048;  // what is looked at of an argument
+constexpr std::size_t kMaxTextBytes = 2048;  // of an argument that are read
 constexpr std::size_t kTimeBytes = 125;
 
 }  // namespace
@@ -19,7 +19,7 @@ constexpr std::size_t kTimeBytes = 125;
 extern "C" size_t ltrim_anyway(char *str) {
     if (str == nullptr) return orvel::refuse(0UL, EINVAL);
     const std::size_t length = strnlen(str, kMaxTextBytes);
-    if (length == 0) return 0;  // and not a byte is written
+    if (length == 0) return 0;  // without a write: str may be read-only
     char *kept = str;
     for (const char *from = str; *from != '\0'; ++from)
         if (*from != ' ' && *from != '\t') *kept++ = *from;
@@ -27,7 +27,7 @@ extern "C" size_t ltrim_anyway(char *str) {
     return length;
 }
 
-// A match lies whole within what is looked at of str; what was put in is not looked at again.
+// A match is whole within the bytes of str that are read. Replacements are not searched again.
 extern "C" char *strrpc(const char *str, const char *pattern, const char *replacement) {
     const orvel::Call call;
     if (str == nullptr || *str == '\0' || pattern == nullptr || *pattern == '\0')
@@ -39,7 +39,7 @@ extern "C" char *strrpc(const char *str, const char *pattern, const char *replac
         return matched <= length - at && std::memcmp(str + at, pattern, matched) == 0;
     };
 
-    // Twice the same way: to measure, then to write what has been measured.
+    // Two equal passes: one measures, one writes.
     std::size_t size = 1;
     for (std::size_t at = 0; at < length;) {
         const bool match = is_match(at);
@@ -72,7 +72,7 @@ extern "C" void get_current_time(struct tm *out) {
 
 extern "C" char *get_time_str(void) {
     const orvel::Call call;
-    (void)std::setlocale(LC_ALL, "");  // a locale that does not exist leaves the old one in force
+    (void)std::setlocale(LC_ALL, "");  // if it fails, the old locale stays
     const std::time_t now = std::time(nullptr);
     struct tm local = {};
     if (now < 0 || localtime_r(&now, &local) == nullptr) return nullptr;

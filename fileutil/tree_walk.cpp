@@ -41,7 +41,7 @@ bool TreeWalk::begin(Fd directory, const struct stat &status) {
     if (read_names(directory.get()) && levels_.append({names, names, names}) &&
         chain_.enter(std::move(directory), status))
         return true;
-    // Back to where the walk was; the directory is closed on the way out.
+    // The walk stays in its directory; the new one is closed.
     names_.truncate(names);
     levels_.truncate(levels);
     return false;
@@ -55,7 +55,7 @@ bool TreeWalk::enter(struct stat examined) {
 
 const Entry *TreeWalk::next() {
     Level &level = levels_.last();
-    // A directory that cannot be reached any more has no entries that anything could be done with.
+    // Nothing can be done with the entries of a directory that is out of reach.
     if (directory() < 0 || level.following == names_.size()) return nullptr;
     level.current = level.following;
     level.following += 1 + std::strlen(&names_[level.current + 1]) + 1;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The one walk of a tree that all of listing, copying and removing use: depth first, by
-// descriptors, without recursion. A link is an entry like any other and never followed.
+// The walk of a tree that listing, copying and removing share: depth first, by descriptors, without
+// recursion. Links are entries and never followed.
 //
 //     for (walk.begin(...);;) {
 //         if (const Entry *entry = walk.next()) { ...; walk.enter(...) to go into it; }
@@ -14,7 +14,7 @@
 namespace orvel {
 
 struct Entry {
-    const char *name;    // valid until the walk goes on
+    const char *name;    // valid until the next step
     unsigned char type;  // DT_ value of readdir, which may be DT_UNKNOWN
 };
 

@@ -117,7 +117,7 @@ extern "C" path_normalize_result_t *batchPathNormalize(const char *const *paths,
         LOG(Trace, "start batch path normalize, total count: %zu", count);
         Paths inputs;
         if (const int error = collectInputs(paths, count, inputs)) return orvel::refuse(error);
-        // The one look at the system for all of them.
+        // One look at the system for all paths.
         const Paths results = _batchPathNormalize(inputs);
         if (results.size() != count) {
             LOG(Error, "batch normalize result count mismatch, input: %zu, result: %zu", count,

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the two C entry points share: their limits, errno of a refusal, and the copy of a result
-// that a C caller can free.
+// The two C entry points share this: their limits, errno of a refusal, and the copy of a result for
+// the caller.
 #pragma once
 
 #include <cerrno>
@@ -30,7 +30,7 @@ inline int errorOf(const std::exception &exception) {
     return dynamic_cast<const std::bad_alloc *>(&exception) != nullptr ? ENOMEM : EIO;
 }
 
-// As a C string, such a result would be another path. Only a configuration file can bring it about.
+// As a C string, such a result would be another path. Only a configuration file can cause it.
 inline bool hasNul(const std::string &path) {
     return path.find('\0') != std::string::npos;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One path through the C interface: rate, checks, the core, a copy for the caller. Two rings keep
-// every exception inside, because the host's log function may throw too, even from the handler.
+// One path through the C interface: rate, checks, the core, a copy for the caller. Two guards keep
+// every exception inside, because the program's log function may throw, even in a handler.
 #include "base/cancellation.hpp"
 #include "base/log.hpp"
 #include "include/orvel_core.h"
@@ -20,7 +20,7 @@ const char *printable(const char *path) {
 extern "C" char *pathNormalize(const char *path) try {
     const orvel::CancellationHold hold;
     try {
-        // Before anything else: a call with a bad argument costs its token too.
+        // First: a call with a bad argument takes a token, too.
         if (!orvel::checkRateLimit()) {
             LOG(Warning, "pathNormalize call rate limit exceeded, rejecting request");
             return orvel::refuse(EAGAIN);
@@ -29,8 +29,7 @@ extern "C" char *pathNormalize(const char *path) try {
             LOG(Error, "input path is invalid (null or empty)");
             return orvel::refuse(EINVAL);
         }
-        // One copy serves the check, the length and the core; that it may fail is the guard's
-        // business.
+        // The copy may throw, which the guard handles.
         const std::string input(path);
         if (containsDotComponents(input)) {
             LOG(Warning,
@@ -60,7 +59,7 @@ extern "C" char *pathNormalize(const char *path) try {
             LOG(Error, "malloc failed.");
             return orvel::refuse(ENOMEM);
         }
-        // The log function may throw; until it has returned, the copy is still ours.
+        // The log function may throw, so it runs before the copy is released to the caller.
         LOG(Trace, "return path : %s", result.get());
         return result.release();
     } catch (const std::exception &error) {

@@ -16,7 +16,7 @@ using Variables = std::unordered_map<std::string, std::string>;
 // Helpers log in the name of parseConfig().
 constexpr const char *kCaller = orvel::kConfigCaller;
 
-// The file is closed before anything is expanded. Close-on-exec: a host may fork at any time.
+// "e" is close-on-exec: another thread may fork at any time.
 bool readFile(const std::string &path, RawTable &table) {
     const orvel::File file(std::fopen(path.c_str(), "re"));
     if (file) return orvel::readConfig(file.get(), table) == 0;
@@ -24,13 +24,13 @@ bool readFile(const std::string &path, RawTable &table) {
     return false;
 }
 
-// Empty for a key that is not there, as for one without a value.
+// Empty for a missing key and for one without a value.
 std::string valueOf(const RawSection &section, const char *key) {
     const auto entry = section.find(key);
     return entry == section.end() ? std::string() : entry->second;
 }
 
-// PathPre may refer to the other two variables, which are taken as written.
+// PathPre may refer to the other two variables, which are not expanded themselves.
 bool collectVariables(const RawTable &table, SystemStage stage, Variables &variables) {
     const auto general = table.find("General");
     const auto overlay = table.find("Overlay");
@@ -76,7 +76,7 @@ bool parseConfig(const std::string &path, SystemStage stage, orvel::ConfigTree &
     RawTable table;
     Variables variables;
     if (!readFile(path, table) || !collectVariables(table, stage, variables)) return false;
-    // In byte order: after a faulty value the tree holds the same sections each time.
+    // In byte order, so that a faulty value leaves the same sections in the tree each time.
     for (const auto &[name, raw] : table) {
         orvel::ConfigSection section;
         if (!expandSection(raw, variables, section)) return false;

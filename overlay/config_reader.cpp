@@ -16,12 +16,12 @@
 namespace orvel {
 namespace {
 
-// The lines of a stream, by getline(3): std::getline takes a failed allocation for the end.
+// The lines of a stream, by getline(3), because std::getline takes a failed allocation for the end.
 class LineReader {
 public:
     explicit LineReader(std::FILE *file) : file_(file) {}
 
-    // The next line without its line feed, valid until the next call; nothing at the end.
+    // The next line without its newline, valid until the next call; nothing at the end.
     std::optional<std::string_view> next() {
         char *line = buffer_.release();
         errno = 0;
@@ -45,7 +45,7 @@ private:
     std::size_t capacity_ = 0;
 };
 
-// A section exists only once it has a key.
+// A section without a key does not get into the table.
 bool readKeyValue(const std::string &line, const std::string &section, RawTable &table) {
     if (section.empty()) {
         LOG_AS(kConfigCaller, Error,

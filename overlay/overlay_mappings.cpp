@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Which overlays the configuration describes for its mode, and what each of them shows: the
-// sections whose names end in -N (mode "normal") or -M (any other mode) map their layers to the
-// merged directory.
+// The overlays of the configuration's mode: sections whose names end in -N (mode "normal") or -M
+// (any other mode) map their layers to the merged directory.
 #include <map>
 #include <string_view>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The string helpers of the configuration reader and the mount table reader. Bytes are bytes: no
-// encoding, and only the blank and the tab are white space.
+// String helpers of the configuration reader and the mount table reader. Strings are bytes in any
+// encoding; only the blank and the tab are white space.
 #include <algorithm>
 #include <map>
 #include <string_view>
@@ -23,7 +23,7 @@ std::string trimTrailingSlash(const std::string &path) {
 
 namespace {
 
-// One pass from left to right into a new string: what was inserted is never searched again.
+// One pass from left to right into a new string, which does not search the replacements again.
 std::string replaceAll(const std::string &text, const std::string &pattern,
                        const std::string &value) {
     std::string result;
@@ -40,7 +40,7 @@ std::string replaceAll(const std::string &text, const std::string &pattern,
 
 std::string replaceVariables(const std::string &text,
                              const std::unordered_map<std::string, std::string> &variables) {
-    // A value may refer to another variable, so the order shows; byte order is a fixed one.
+    // The order matters, because a value may refer to another variable.
     const std::map<std::string_view, std::string_view> ordered(variables.begin(), variables.end());
     std::string result = text;
     for (const auto &[name, value] : ordered)
@@ -48,8 +48,7 @@ std::string replaceVariables(const std::string &text,
     return result;
 }
 
-// A piece ends at the next separator or at the end of the text; what is empty once trimmed is
-// dropped, so the end of the text needs no case of its own.
+// A piece ends at the next separator or at the end of the text. Empty pieces are dropped.
 std::vector<std::string> splitValues(const std::string &text) {
     std::vector<std::string> values;
     for (std::size_t begin = 0; begin < text.size();) {
