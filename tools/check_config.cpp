@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the library makes of a configuration file, and what it takes although a human would not.
+// The values and mappings of a configuration file, and remarks on what the library accepts but its
+// author hardly meant.
 #include <strings.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -35,7 +36,7 @@ Json valuesOf(const orvel::ConfigTree &tree) {
     return rows;
 }
 
-// What looks like a reference and is still there names no variable.
+// A reference that is still in a value names no variable.
 void remarkOnValues(const Json &values, Remarks &remarks) {
     for (const Json &row : values) {
         const std::string value = row["value"];
@@ -50,7 +51,7 @@ void remarkOnValues(const Json &values, Remarks &remarks) {
     }
 }
 
-// The section's key that this one would be if case did not matter, as it does; null: none.
+// The key that the author meant, if key differs only in case; else null.
 const char *meantKey(const std::string &section, const std::string &key) {
     using Names = std::vector<const char *>;
     const Names names = section == "General"   ? Names{"Mode", "Deploy"}
@@ -109,7 +110,7 @@ void remarkOnSections(const orvel::ConfigTree &tree, const std::vector<Entry> &e
         remarks.push_back(std::string("section ").append(name).append(inMode));
 }
 
-// Not in a comment, which "#" begins anywhere in a line.
+// Whether text has the reference outside of comments, which begin at any "#".
 bool refersTo(const std::string &text, const std::string &reference) {
     for (std::size_t at = text.find(reference); at != std::string::npos;
          at = text.find(reference, at + 1))
@@ -117,7 +118,7 @@ bool refersTo(const std::string &text, const std::string &reference) {
     return false;
 }
 
-// A variable without a value is replaced by nothing, which the tree does not show.
+// The tree does not show references to a variable without a value.
 void remarkOnVariables(const std::string &text, const orvel::ConfigTree &tree, SystemStage stage,
                        Remarks &remarks) {
     struct Variable {
@@ -138,7 +139,7 @@ void remarkOnVariables(const std::string &text, const orvel::ConfigTree &tree, S
     }
 }
 
-// The library says only that it could not read a file; here is why.
+// The library does not say why it cannot read a file. This remark does.
 std::string readFile(const std::string &file, Remarks &remarks) {
     const orvel::File stream(std::fopen(file.c_str(), "re"));
     std::string text;
@@ -164,7 +165,7 @@ orvel::Fd copyOf(const std::string &text) {
     return copy;
 }
 
-// The number of the line that the library's reader complains about; 0: none.
+// The number of the line at fault, from the library's reader; 0 if there is none.
 std::size_t faultyLine(std::string &text) {
     if (text.empty()) return 0;
     const orvel::File stream(fmemopen(text.data(), text.size(), "r"));

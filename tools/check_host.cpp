@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The checks of --check-host that look at overlays, mappings and fixed rules, and the row for each
-// finding of all checks.
+// The checks of --check-host for overlays, mappings and fixed rules, and the rows of all findings.
 #include "tools/check_host.hpp"
 
 #include <sys/stat.h>
@@ -78,7 +77,7 @@ void findMovedMounts(const Host &host, Findings &findings) {
                  "given as " + entry.replacement + ", which is missing, for " + entry.mountPoint});
 }
 
-// Other checks see to prefixes that are devices, and to mounts whose storage is not shown.
+// Other checks judge prefixes that are devices, and mounts whose storage is not shown.
 void judgeMappings(const Host &host, Findings &findings) {
     for (const Entry &entry : host.table) {
         const bool isShown = exists(entry.prefix) && !entry.prefix.starts_with("/dev/");

@@ -10,7 +10,7 @@
 
 namespace tool {
 
-// Error: storage paths stay unmapped or are given as another file. Warning: so it is in some cases.
+// Error: storage paths stay unmapped or are given as another file. Warning: in some cases.
 enum class Severity { Error, Warning, Ok };
 
 struct Finding {
@@ -28,7 +28,7 @@ struct Check {
     const char *advice;  // what to do about a finding
 };
 
-// Those that look at mounts and devices.
+// The checks for mounts and devices.
 std::span<const Check> mountChecks();
 
 }  // namespace tool

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The checks of --check-host that look at mounts and devices.
+// The checks of --check-host for mounts and devices.
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -31,7 +31,7 @@ const Mount &widestOf(const Mounts &mounts) {
     });
 }
 
-// The mount through which the library sees the device whole: the last one; or null.
+// The mount that the library uses for the whole device, which is the last one; or null.
 const Mount *wholeOf(const Mounts &mounts) {
     const auto whole = std::find_if(mounts.rbegin(), mounts.rend(),
                                     [](const Mount *mount) { return mount->isWhole(); });
@@ -77,8 +77,8 @@ void findSubvolumes(const Host &host, Findings &findings) {
                                 "is subvolume or directory " + widest.root + " of " + device});
 }
 
-// Of the mounts that show all of a device, or a directory with the root directory's storage in it,
-// only one is where storage paths are mapped.
+// If several mounts show all of a device, or the directory with the storage of the root, storage
+// paths are mapped below one of them only.
 void findSeveralWholeMounts(const Host &host, Findings &findings) {
     for (const auto &[device, mounts] : devicesOf(host)) {
         const Mount *winner = wholeOf(mounts);
@@ -159,7 +159,7 @@ void findBlanks(const Host &host, Findings &findings) {
                                 "is read as '" + trim(mount.mountPoint) + "'"});
 }
 
-// The mount that the kernel shows at the path; 0: none, or a kernel before 5.8 that does not say.
+// The mount that the kernel shows at the path; 0 if there is none, or the kernel is older than 5.8.
 std::uint64_t mountIdAt(const std::string &path) {
     struct statx status = {};
     const int flags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC;
@@ -188,8 +188,8 @@ void findHiddenMounts(const Host &host, Findings &findings) {
     }
 }
 
-// A storage directory under a mount point, given as the mount point. That of a mapping itself is
-// judged with the mappings, and overlays have a check of their own.
+// A storage directory under a mount point that is given as the mount point. Other checks judge
+// mappings and overlays.
 void findCoveredDirectories(const Host &host, Findings &findings) {
     std::set<std::string> prefixes;
     for (const auto &[prefix, replacement] : host.mappings) prefixes.insert(prefix);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What a mode reads of the system, each part once: the mounts, the configuration and the table of
-// mappings that the library makes of them.
+// What a mode reads of the system, once: the mounts, the configuration, and the table of mappings
+// that the library makes of them.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ struct Mount {
     bool hasPath = false;             // the library takes the source for a path
     bool isDevice = false;            // and finds a block device there
 
-    // A mounted device that cannot be looked at is none to the library.
+    // The library takes a device without a node for no device.
     bool lacksNode() const { return hasPath && !isDevice && source.starts_with("/dev/"); }
     bool isWhole() const { return isDevice && root == "/"; }
 };
@@ -28,9 +28,9 @@ struct Mount {
 // A mapping with its origin.
 struct Entry {
     std::string prefix, replacement;
-    // The overlay sections that name the prefix, of which the last one wins; none: a mount's entry.
+    // The overlay sections that name the prefix; the last one wins. Empty for a mount's entry.
     std::vector<std::string> sections;
-    // The mount's place in the mount table, which may be seen through another mount.
+    // The mount point in the mount table. Through another mount, it may be shown elsewhere.
     std::string mountPoint;
 };
 
@@ -42,9 +42,10 @@ struct Host {
     orvel::MappingList mappings;  // in the order in which they are applied
     std::vector<Entry> table;     // the same with their origins
 
-    // The mount, the last one of equals, whose mount point is the deepest above path; or null.
+    // The mount with the deepest mount point above path, the last one if there are several; or
+    // null.
     const Mount *mountAbove(const std::string &path) const;
-    // The names below storage and layers that the table gives as the path.
+    // The storage and layer paths that the table gives as path.
     std::vector<std::string> storageNames(const std::string &path) const;
 };
 
@@ -54,10 +55,10 @@ std::vector<Mount> readMounts();
 // Throws std::runtime_error if the mounts cannot be read or the configuration is a FIFO.
 Host readHost();
 
-// What an accepted configuration maps, in byte order; without the library's messages.
+// The mappings of an accepted configuration, in byte order, without the library's messages.
 std::vector<Entry> overlayEntries(const orvel::ConfigTree &tree);
 
-// host.mappings with their origins, from what else is in host.
+// host.mappings with their origins, found in the other members of host.
 std::vector<Entry> withOrigins(const Host &host);
 
 // Rows of replacement, origin ("mount" or "overlay"), name (mount point or section) and prefix.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Warnings and errors of the two entry points are not written: they say why a call was refused,
-// which errno says as well, and the tool adds the path.
+// Warnings and errors of the two entry points are not written: the tool reports a refusal by errno,
+// with the path.
 #include "tools/log.hpp"
 
 #include <cstdarg>
@@ -16,7 +16,7 @@ namespace {
 std::int32_t lowestLevel = orvel::log::Error;
 tool::MessageKeeper *keeper = nullptr;
 
-// Measured first: a line holds a whole path, or a thousand bytes more.
+// Measures first, because a line may hold a whole path.
 [[gnu::format(printf, 1, 0)]] std::string formatted(const char *format, std::va_list arguments) {
     std::va_list again;
     va_copy(again, arguments);

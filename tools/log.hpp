@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// This program as the library's host: where the library's messages go, and its own.
+// The library's messages and this program's own, to standard error.
 #pragma once
 
 #include <cstdint>
@@ -8,13 +8,14 @@
 
 namespace tool {
 
-// The lowest level that is written to standard error; above Error, complaints are not either.
+// The lowest level that is written; above Error, complaints are not written either.
 void setLogLevel(std::int32_t level);
 
 // Writes a message of this program to standard error.
 void complain(const std::string &text);
 
-// Holds the library's messages back while it lives; those of warnings and errors are kept.
+// While this object exists, the library's messages are not written, and its warnings and errors are
+// collected.
 class MessageKeeper {
 public:
     MessageKeeper();

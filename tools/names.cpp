@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // A rule says that two prefixes name one directory: a mount point and its storage path, a merged
-// directory and a layer, /sysroot and /tmproot, /var/tmp and /tmp. From the names that are known,
-// the rules lead to others, each rule once on the way to a name: a mount that shows itself would
-// lead on without end.
+// directory and a layer, /sysroot and /tmproot, /var/tmp and /tmp. The rules lead from known names
+// to others. Each rule is used once on the way to a name, because a mount that shows itself would
+// give names without end.
 #include <array>
 #include <set>
 
@@ -69,7 +69,7 @@ public:
     const std::vector<Name> &names() const { return names_; }
 
 private:
-    // A mount shows at its mount point what no deeper mount covers, and no link leads away from.
+    // Whether the mount shows path: no deeper mount covers it, and it contains no link.
     bool isStored(const std::string &path, const Rule &rule) const {
         const Mount *above = host_.mountAbove(path);
         return (above == nullptr || above->mountPoint.size() <= rule.shown.size()) &&

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Paths that are fit for a batch are asked at once. One path refuses the whole batch, so paths that
-// the library is sure to refuse are asked singly, for the reason; so are all paths of a batch that
-// was refused, since errno does not say which path it was. Calls over the rate limit are repeated.
+// Paths are asked in batches. One path can make the library refuse the whole batch, so paths that
+// it is sure to refuse are asked singly, and so are all paths of a refused batch, to find the one
+// at fault. Calls over the rate limit are retried.
 #include "tools/normalize.hpp"
 
 #include <cerrno>
@@ -17,9 +17,9 @@
 namespace tool {
 namespace {
 
-// Calls until the limiter lets the call through; errno is then that of the last call.
+// Retries while the limiter refuses the call; errno is that of the last call.
 template <class Call>
-auto withPatience(const Call &call) {
+auto retryWhileRateLimited(const Call &call) {
     while (true) {
         auto result = call();
         if (result || errno != EAGAIN) return result;
@@ -50,11 +50,11 @@ bool isFitForBatch(const std::string &path) {
            path.find('\0') == std::string::npos && !containsDotComponents(path);
 }
 
-// A path with a NUL inside cannot be passed as a C string: the library would see another path.
+// As a C string, a path with a NUL byte would be another path.
 Normalized askSingly(const std::string &path) {
     if (path.find('\0') != std::string::npos) return {path, std::nullopt, "it holds a NUL byte"};
     const auto form =
-        withPatience([&] { return orvel::MallocString(pathNormalize(path.c_str())); });
+        retryWhileRateLimited([&] { return orvel::MallocString(pathNormalize(path.c_str())); });
     const int error = errno;
     if (form) return {path, form.get(), {}};
     return {path, std::nullopt, refusalOf(path, error)};
@@ -75,8 +75,8 @@ void Normalizer::finish() {
         std::unique_ptr<path_normalize_result_t, orvel::Releaser<freeBatchPathNormalize>>;
     Record record;
     if (!paths.empty())
-        record =
-            withPatience([&] { return Record(batchPathNormalize(paths.data(), paths.size())); });
+        record = retryWhileRateLimited(
+            [&] { return Record(batchPathNormalize(paths.data(), paths.size())); });
     std::size_t next = 0;
     for (const std::string &path : waiting_)
         report_(record && isFitForBatch(path) ? Normalized{path, record->paths[next++], {}}

@@ -71,7 +71,7 @@ constexpr std::array<option, 18> kOptions = {{
     {"help", no_argument, nullptr, 'h'}, {"version", no_argument, nullptr, 'V'}, {}}};
 // clang-format on
 
-// A mistake in the use of the options. getopt has said itself what is wrong if there is no text.
+// A wrong use of the options. The text is empty if getopt has reported it.
 struct Mistake : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

@@ -16,7 +16,7 @@ enum class Mode { Paths, Why, Names, Table, CheckConfig, CheckHost };
 struct Options {
     Mode mode = Mode::Paths;
     std::vector<std::string> paths;
-    // Optional: an empty one, from an unset variable, must not pass for none.
+    // Optional, because an empty one, such as from an unset variable, is an error.
     std::optional<std::string> root;
     std::optional<int> task;
     std::optional<SystemStage> stage;

@@ -27,8 +27,8 @@ using tool::Options;
 
 enum ExitStatus { kDone = 0, kFoundFaults = 1, kFailed = 2 };
 
-// If the input pauses, what has been read is answered, so that "tail -f log | orvel-path" works. A
-// pause is shorter than that between two calls which the library's rate limit allows.
+// Answers what has been read if the input pauses, so that "tail -f log | orvel-path" works. The
+// pause is the time in which the library's rate limit allows another call.
 void askStandardInput(tool::Normalizer &normalizer, char separator) {
     constexpr int kPauseMs = 10;
     std::string line;

@@ -69,7 +69,7 @@ bool isProse(const std::string &member) {
     return member == "found" || member == "advice" || member == "by";
 }
 
-// Broken into lines between words.
+// Breaks text into lines between words.
 std::string folded(std::string text) {
     std::size_t begin = 0;
     while (text.size() - begin > kProseColumns) {
@@ -114,8 +114,8 @@ void addLine(libscols_table *table, const Json &row, const Format &format) {
     }
 }
 
-// Cells are made printable here, not by the table, which would pass characters without a width.
-// Raw ones are the table's to escape.
+// Makes cells printable, because the table would print characters without a width. The table
+// escapes raw cells itself.
 void printTable(const Json &rows, const Format &format) {
     const Table table(scols_new_table());
     if (!table) throw std::bad_alloc();
@@ -163,7 +163,7 @@ Json withHexadecimal(const Json &value) {
     return result;
 }
 
-// In ASCII, so that a terminal gets no control character, of one byte or two.
+// In ASCII, so that a terminal gets no control character.
 std::string dump(const Json &value, int indent) {
     return withHexadecimal(value).dump(indent, ' ', true, Json::error_handler_t::replace);
 }
@@ -213,7 +213,7 @@ std::string shown(const std::string &text, std::FILE *stream) {
     return isTerminal(stream) ? printable(text) : text;
 }
 
-// Failures of single writes are seen here, by the stream's error flag.
+// The stream's error flag has the failures of all writes.
 void finishOutput() {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
         throw std::runtime_error(std::string("standard output: ") + std::strerror(errno));

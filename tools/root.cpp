@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The library cannot tell a host without /proc or device nodes from one without mounts: it would
-// answer with unchanged paths. Better to say what is missing.
+// Without /proc or device nodes the library returns all paths unchanged, as on a host without
+// mounts. So this program reports what is missing.
 #include "tools/root.hpp"
 
 #include <linux/magic.h>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Equal device and inode numbers are one file, and other numbers are two, unless an overlay is
-// between them: it gives files a device number of its own, and the inode number may be that of
-// another layer. What it passes through from the layer's file are type, size and change time, which
-// no process can set: if these differ it shows another file, if they agree it hardly does. A
-// directory of an overlay is made of several.
+// Equal device and inode numbers are one file; other numbers are two files, unless one path is on
+// an overlay. An overlay has its own device number, and its inode numbers may be those of another
+// layer. It passes on type, size and change time, which no process can set: if these differ, the
+// overlay shows another file; if they agree, it is likely the same one. A directory of an overlay
+// is merged from several, so nothing is known.
 #include "tools/same_file.hpp"
 
 #include <fcntl.h>
@@ -32,7 +32,7 @@ struct Sight {
 Sight lookAt(const std::string &path) {
     Sight sight;
     struct statfs fileSystem = {};
-    // One descriptor for both calls, which neither opens a device nor follows a link.
+    // One descriptor for both calls. O_PATH opens no device, O_NOFOLLOW follows no link.
     const orvel::Fd fd(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     if (!fd || fstat(fd.get(), &sight.status) != 0 || fstatfs(fd.get(), &fileSystem) != 0) {
         const int error = errno;

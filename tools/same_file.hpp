@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the kernel says of names.
+// The kernel's verdict on names.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The table of mappings with the origin of its entries, found by asking the library's own steps.
+// The table of mappings with the origin of its entries, found by the library's own steps.
 #include <algorithm>
 #include <map>
 
@@ -9,8 +9,8 @@
 namespace tool {
 namespace {
 
-// If several mounts show one directory: the one whose mount point the list gives, else the first in
-// byte order of those that were moved there.
+// If several mounts show one directory: the mount whose mount point the list has, else the first in
+// byte order of the mounts that were moved there.
 std::string mountPointOf(const Entry &entry, const orvel::PathMap &storagePaths) {
     std::string found;
     for (const auto &[mountPoint, storagePath] : storagePaths) {
@@ -29,7 +29,7 @@ std::vector<Entry> overlayEntries(const orvel::ConfigTree &tree) {
     std::map<std::string, Entry> entries;
     for (const auto &[layer, merged] : getOverlayMountMappings(tree, mode))
         entries[layer] = {layer, merged, {}, {}};
-    // Each section as if it were alone, in byte order, in which the library applies them.
+    // Each section alone, in byte order, as the library applies them.
     for (const auto &section : std::map(tree.begin(), tree.end()))
         for (const auto &[layer, merged] :
              getOverlayMountMappings({*tree.find("General"), section}, mode))

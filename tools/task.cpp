@@ -30,7 +30,7 @@ orvel::Fd openOf(int process, const char *name) {
     return fd;
 }
 
-// One file under one mount.
+// Whether both are one file of one mount.
 bool isSame(const orvel::Fd &fd, const char *path) {
     struct statx a = {}, b = {};
     constexpr unsigned kWanted = STATX_INO | STATX_MNT_ID;
@@ -39,7 +39,7 @@ bool isSame(const orvel::Fd &fd, const char *path) {
            a.stx_mnt_id == b.stx_mnt_id;
 }
 
-// A process stays where it is numbered; its children need not.
+// setns moves only the children of a process into a PID namespace.
 void continueInChild(int process) {
     const pid_t child = fork();
     if (child < 0) fail(process, "no child among its processes");
@@ -59,8 +59,7 @@ void enterTask(int process) {
     const bool hasOwnNumbers = !isSame(numbers, "/proc/self/ns/pid");
     if (hasOwnNumbers && setns(numbers.get(), CLONE_NEWPID) != 0)
         fail(process, "its numbers of processes cannot be entered");
-    // The kernel refuses to a process of several threads that share their root, as a sanitizer's
-    // do.
+    // The kernel refuses this for threads that share their root, as those of a sanitizer do.
     if (!isSame(mounts, "/proc/self/ns/mnt") &&
         (unshare(CLONE_FS) != 0 || setns(mounts.get(), CLONE_NEWNS) != 0))
         fail(process, "its mounts cannot be entered");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The steps are walked again through the library's own functions, and must arrive at its answer.
+// Repeats the steps by the library's own functions; the last one must be its answer.
 #include <algorithm>
 #include <optional>
 
@@ -13,8 +13,8 @@ Json step(const std::string &name, const std::string &path, const std::string &b
     return {{"step", name}, {"path", path}, {"by", by}};
 }
 
-// With nothing in place of its prefix, an entry changes every path that it applies to; with its
-// replacement it need not.
+// Whether the entry applies to path. An empty replacement changes every such path, while the
+// entry's own may leave it as it is.
 bool appliesTo(const Entry &entry, const std::string &path) {
     return checkBindMountPoint({{entry.prefix, {}}}, path) != path;
 }
@@ -25,8 +25,8 @@ std::string describe(const Entry &entry) {
     return origin + ": " + entry.prefix + " -> " + entry.replacement;
 }
 
-// The rules that changed the path, in their order, what each made of it, and by what; nothing if
-// that is not what the table gives.
+// The rules that changed the path, in their order, with each result; empty if the last result is
+// not the library's answer.
 std::optional<Json> findSteps(const std::vector<Entry> &table, const std::string &path,
                               const std::string &form) {
     Json steps = Json::array();
