@@ -181,17 +181,15 @@ SHELL=$BASH LC_ALL=C.UTF-8 TERM=xterm NO_COLOR='' script -qec "$command" /dev/nu
 cmp "$out" <(printf '%s\r\n' 'KIND  SAME FILE NAME           BY' \
     $'shown \e[33mmissing  \e[0m /\\x1b\\xff\xc3\xa4\\x5c /\\x1b\\xff\xc3\xa4\\x5c: No such file or' \
     '                               directory')
-completed=$(bash -c '. /usr/share/bash-completion/bash_completion && . "$2" && COMP_WORDS=(orvel-path --sta) &&
-    COMP_CWORD=1 COMP_LINE="orvel-path --sta" COMP_POINT=16 && _orvel_path "$1" && echo "${COMPREPLY[*]}"' \
+options=$("$tool" --help | sed -nE 's/^ (-(.),|   ) --([a-z-]+) .*/\2 --\3/p' | sort)
+completed=$(bash -c '. /usr/share/bash-completion/bash_completion && . "$2" && COMP_WORDS=(orvel-path --) &&
+    COMP_CWORD=1 COMP_LINE="orvel-path --" COMP_POINT=13 && _orvel_path "$1" && printf "%s\n" "${COMPREPLY[@]}"' \
     - "$tool" "$2/../tools/orvel-path.bash-completion")
-[ "$completed" = --stage ]
-for option in $("$tool" --help | grep -o -e '--[a-z-]* \|--[a-z-]*$' | sort -u); do
-    if ! grep -q -e "$option\[\|$option}" "$2/../tools/_orvel-path" ||
-        ! grep -q -e "-l ${option#--} " "$2/../tools/orvel-path.fish"; then
-        echo "no completion of $option"
-        failed=1
-    fi
-done
+diff <(grep -o -e '--.*' <<< "$options" | sort) <(sort <<< "$completed")
+diff <(echo "$options") <(sed -nE "s/.*\{-(.)\+?,--([a-z-]+)=?\}.*/\1 --\2/p; s/^ *'(--[a-z-]+)=?\[.*/ \1/p" \
+    "$2/../tools/_orvel-path" | sort)
+diff <(echo "$options") <(sed -nE 's/^complete -c orvel-path (-s (.) )?-l ([a-z-]+) .*/\2 --\3/p' \
+    "$2/../tools/orvel-path.fish" | sort)
 
 for seed in ${ORVEL_SEEDS:-$RANDOM $((RANDOM + 32768))}; do
     echo "random layout of seed $seed"
