@@ -27,7 +27,8 @@ inline std::string replacePrefix(std::string_view path, std::size_t length,
     if (replacement == "/" && rest.starts_with('/')) rest.remove_prefix(1);
     std::string replaced;
     replaced.reserve(replacement.size() + rest.size());
-    return replaced.append(replacement).append(rest);
+    replaced.append(replacement).append(rest);
+    return replaced;
 }
 
 // Prefixes with their replacements, to find the longest one that a path begins with. They are in

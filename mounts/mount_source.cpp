@@ -7,6 +7,7 @@
 #include <cstring>
 #include <set>
 
+#include "base/text.hpp"
 #include "include/orvel_core.hpp"
 #include "mounts/libmount_handles.hpp"
 
@@ -22,13 +23,15 @@ std::string getFullSource(struct libmnt_fs *fs) {
     const char *sourceText = mnt_fs_get_source(fs);
     const char *rootText = mnt_fs_get_root(fs);
     if (sourceText == nullptr || rootText == nullptr) return {};
-    std::string source = trim(sourceText);
-    std::string root = trim(rootText);
-    if (source.empty()) return root;
-    if (root.empty()) return source;
-    if (source.ends_with('/') && root.starts_with('/')) return source + root.substr(1);
-    if (source.ends_with('/') || root.starts_with('/')) return source + root;
-    return source + '/' + root;
+    std::string_view source = orvel::trimmed(sourceText);
+    const std::string_view root = orvel::trimmed(rootText);
+    const bool isJoined = !source.empty() && !root.empty();
+    if (isJoined && source.ends_with('/') && root.starts_with('/')) source.remove_suffix(1);
+    const bool needsSlash = isJoined && !source.ends_with('/') && !root.starts_with('/');
+    std::string full;
+    full.reserve(source.size() + 1 + root.size());
+    full.append(source).append(needsSlash ? "/" : "").append(root);
+    return full;
 }
 
 namespace {

@@ -2,13 +2,14 @@
 // The process's mount table, read through libmount. A first pass collects the sources of all mounts
 // and the devices that are mounted whole; a second one derives each mount's backing path from them.
 #include <cerrno>
-#include <cstring>
 #include <new>
 #include <string_view>
+#include <vector>
 
 #include "base/log.hpp"
 #include "base/prefix.hpp"
-#include "mounts/base_resolver.hpp"
+#include "base/text.hpp"
+#include "include/orvel_core.hpp"
 #include "mounts/libmount_handles.hpp"
 #include "mounts/path_memo.hpp"
 
@@ -20,14 +21,19 @@ struct MountScan {
     orvel::PathMap deviceTargets;  // block device -> mount point that shows all of it
 };
 
+// One for each series of paths, of which neighbours are similar.
+struct Memos {
+    orvel::PathMemo mountPoints, sources;
+};
+
 // libmount skips a line that it cannot read, but fails if memory ran out: in a table without one of
 // its mounts, paths name other files.
-int judgeLine(libmnt_table *, const char *, int) {
+int onParseError(libmnt_table *, const char *, int) {
     return errno == ENOMEM ? -ENOMEM : 1;
 }
 
 bool parseTable(libmnt_table *table) {
-    mnt_table_set_parser_errcb(table, judgeLine);
+    mnt_table_set_parser_errcb(table, onParseError);
     errno = 0;  // only errno says that memory ran out and the table is incomplete
     return mnt_table_parse_file(table, "/proc/self/mountinfo") == 0 && errno != ENOMEM;
 }
@@ -43,43 +49,68 @@ bool hasPathAsSource(libmnt_fs *fs) {
     if (name == "fuse" || name.starts_with("fuse.")) return false;  // "fuseblk" is root's
     const char *source = mnt_fs_get_source(fs);
     return source != nullptr && mnt_fs_get_root(fs) != nullptr &&
-           source[std::strspn(source, " \t")] == '/';
+           orvel::trimmed(source).starts_with('/');
 }
 
 // Adds one mount to the scan. It overrides an earlier mount at its mount point, which it hides.
-void scanEntry(libmnt_fs *fs, orvel::PathMemo &paths, MountScan &scan) {
+void scanEntry(libmnt_fs *fs, Memos &seen, MountScan &scan) {
     const char *target = mnt_fs_get_target(fs);
     if (target == nullptr || !hasPathAsSource(fs)) return;
-    std::string mountPoint = paths.canonicalize(trim(target));
+    std::string mountPoint = seen.mountPoints.canonicalize(std::string(orvel::trimmed(target)));
     if (mountPoint.empty()) return;
     // The source of a device that is mounted whole is /dev/x/, which does not resolve. Without the
     // slash it is the name by which the device is known, even if that is a link.
-    std::string source = paths.canonicalize(getFullSource(fs));
+    std::string source = seen.sources.canonicalize(getFullSource(fs));
     const bool hasSlash = source.size() > 1 && source.ends_with('/');
     if (hasSlash) source = trimTrailingSlash(source);
-    if (paths.isBlockDevice(source)) scan.deviceTargets.insert_or_assign(source, mountPoint);
-    if (hasSlash) source = paths.canonicalize(std::move(source));
+    if (seen.sources.isBlockDevice(source)) scan.deviceTargets.insert_or_assign(source, mountPoint);
+    if (hasSlash) source = seen.sources.canonicalize(std::move(source));
     scan.sources.insert_or_assign(std::move(mountPoint), std::move(source));
 }
 
 MountScan scanTable(libmnt_table *table) {
     MountScan scan;
-    orvel::PathMemo paths;
+    Memos seen;
     const orvel::MountIterator iterator(mnt_new_iter(MNT_ITER_FORWARD));
     if (!iterator) throw std::bad_alloc();  // or the table would look empty
     // With twice the room, a lookup seldom meets another mount.
     scan.sources.reserve(2 * static_cast<std::size_t>(mnt_table_get_nents(table)));
     libmnt_fs *fs = nullptr;
     // An error is the end of the table, too: the mounts before it are used.
-    while (mnt_table_next_fs(table, iterator.get(), &fs) == 0) scanEntry(fs, paths, scan);
+    while (mnt_table_next_fs(table, iterator.get(), &fs) == 0) scanEntry(fs, seen, scan);
     return scan;
 }
 
-// Replaces each source that is a mount point by its base.
+// resolveBasePath() for canonical paths. bases keeps what has been found, path -> base, so a chain
+// of mounts costs its length, not its square.
+std::string baseOf(std::string path, const orvel::PathMap &sources, orvel::PathMap &bases) {
+    std::vector<orvel::PathMap::value_type *> chain;
+    while (true) {
+        // A path is its own base at first, so a chain that returns to it ends there.
+        const auto [step, isNew] = bases.try_emplace(path, path);
+        if (!isNew) {
+            path = step->second;
+            break;
+        }
+        chain.push_back(&*step);
+        const auto mounted = sources.find(path);
+        if (mounted == sources.end()) break;
+        path = mounted->second;
+    }
+    // All steps before the base get it as their base. Steps after it are the rest of a circle.
+    for (auto *step : chain) {
+        if (step->first == path) break;
+        step->second = path;
+    }
+    return path;
+}
+
+// Replaces each source that is a mount point by its base. For example, if /b is mounted at /a, and
+// /c at /b, the base of /a and /b is /c.
 void followSources(orvel::PathMap &sources) {
-    orvel::BaseResolver bases(sources);
+    orvel::PathMap bases;
     for (auto &[mountPoint, source] : sources)
-        if (sources.contains(source)) source = bases.resolve(source);
+        if (sources.contains(source)) source = baseOf(source, sources, bases);
 }
 
 // Replaces each source by the mount's backing path. A mount whose backing path is its mount point

@@ -21,25 +21,24 @@ public:
     bool isBlockDevice(const std::string &path);
 
 private:
-    // Plain: the path exists and contains no link. Absent: neither it nor anything below it exists;
-    // a block device is absent, too, if it is a part of a longer path. Unclear: the path contains
-    // links, dots or doubled slashes, may not be examined, or is not absolute.
-    enum class Kind { Plain, Absent, Unclear };
+    enum class Kind { ExistsWithoutLink, Missing, BlockDevice, Unclear };
 
     struct Hash : std::hash<std::string_view> {
         using is_transparent = void;  // a part of a path is looked up without a copy
     };
 
-    // Whether path is the block device found last, or below it.
-    bool isOfLastDevice(const std::string &path) const;
-    static Kind lookAt(const char *path);
+    static Kind examine(const char *path);
     Kind kindOf(const std::string &path);
-    Kind kindOfPart(std::string_view path);
+    Kind kindOfDirectory(std::string_view path);
 
-    std::unordered_map<std::string, Kind, Hash, std::equal_to<>> parts_;
-    std::string lastDirectory_ = "/";  // with a slash at its end
-    std::string lastDevice_;           // the block device found last, or empty
-    std::string lastDeviceResolved_;   // its canonical path
+    // Directories on the way to other paths, and the block devices that were found.
+    std::unordered_map<std::string, Kind, Hash, std::equal_to<>> seen_;
+
+    // Paths that follow each other are often below one directory or device.
+    struct {
+        std::string path;  // with a slash at its end
+        Kind kind;
+    } last_ = {"/", Kind::ExistsWithoutLink};
 };
 
 }  // namespace orvel

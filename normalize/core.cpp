@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The rules that turn one path into its normalised form, in their order: /tmproot is /sysroot, then
 // the first matching entry of the mapping list, then /var/tmp and its like drop their /var.
+#include <algorithm>
 #include <cstddef>
 #include <string_view>
 
@@ -25,9 +26,14 @@ std::string dropVar(std::string path) {
     return path;
 }
 
-// As plain text: /tmprootfoo becomes /sysrootfoo.
-std::string renameTemporaryRoot(const std::string &path) {
-    return replaceBeginString(path, "/tmproot", "/sysroot");
+// map gives the path of the running system for a storage path.
+template <class Map>
+std::string normalizeBy(const Map &map, const std::string &path) {
+    if (isReturnedUnchanged(path)) return path;
+    // As plain text: /tmprootfoo becomes /sysrootfoo.
+    if (path.starts_with("/tmproot"))
+        return dropVar(map(replaceBeginString(path, "/tmproot", "/sysroot")));
+    return dropVar(map(path));
 }
 
 bool matches(std::string_view prefix, std::string_view path) {
@@ -43,8 +49,10 @@ std::string applyLongest(const orvel::PrefixIndex &index, const std::string &pat
 }  // namespace
 
 std::string _pathNormalize(const std::string &path) {
-    if (isReturnedUnchanged(path)) return path;
-    return dropVar(checkBindMountPoint(sortedMappings(), renameTemporaryRoot(path)));
+    const auto apply = [](const std::string &storagePath) {
+        return checkBindMountPoint(sortedMappings(), storagePath);
+    };
+    return normalizeBy(apply, path);
 }
 
 // Searches an index for the longest prefix, which is the first match of the list. Otherwise a batch
@@ -55,16 +63,20 @@ std::vector<std::string> _batchPathNormalize(const std::vector<std::string> &pat
     std::vector<std::string> results;
     results.reserve(paths.size());
     for (const std::string &path : paths)
-        results.push_back(isReturnedUnchanged(path)
-                              ? path
-                              : dropVar(applyLongest(index, renameTemporaryRoot(path))));
+        results.push_back(normalizeBy(
+            [&](const std::string &storagePath) { return applyLongest(index, storagePath); },
+            path));
     return results;
 }
 
 bool containsDotComponents(const std::string &path) {
-    return path == ".." || path.find("/./") != std::string::npos || path.ends_with("/.") ||
-           path.find("/../") != std::string::npos || path.ends_with("/..") ||
-           path.starts_with("./") || path.starts_with("../");
+    if (path == ".") return false;
+    for (std::size_t begin = 0, end = 0; end < path.size(); begin = end + 1) {
+        end = std::min(path.find('/', begin), path.size());
+        const std::string_view name(path.data() + begin, end - begin);
+        if (name == "." || name == "..") return true;
+    }
+    return false;
 }
 
 // One entry at most: the result is not matched again.

@@ -1,17 +1,14 @@
 // SPDX-License-Identifier: MIT
-// String helpers of the configuration reader and the mount table reader. Strings are bytes in any
-// encoding; only the blank and the tab are white space.
+// String helpers of the configuration reader and the mount table reader.
 #include <algorithm>
 #include <map>
 #include <string_view>
 
+#include "base/text.hpp"
 #include "include/orvel_core.hpp"
 
 std::string trim(const std::string &text) {
-    constexpr std::string_view kBlanks = " \t";
-    const std::size_t begin = text.find_first_not_of(kBlanks);
-    if (begin == std::string::npos) return {};
-    return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+    return std::string(orvel::trimmed(text));
 }
 
 // The first byte stays, so that the root remains the root.
@@ -53,8 +50,8 @@ std::vector<std::string> splitValues(const std::string &text) {
     std::vector<std::string> values;
     for (std::size_t begin = 0; begin < text.size();) {
         const std::size_t end = std::min(text.find_first_of(",:", begin), text.size());
-        if (std::string value = trim(text.substr(begin, end - begin)); !value.empty())
-            values.push_back(std::move(value));
+        const auto value = orvel::trimmed(std::string_view(text).substr(begin, end - begin));
+        if (!value.empty()) values.emplace_back(value);
         begin = end + 1;
     }
     return values;

@@ -37,7 +37,7 @@ TEST(PathMemo, AgreesWithRealpath) {
     std::string deep;
     for (int i = 0; i < 60; ++i) deep += "/0123456789";
     at.run("mkdir -p d/e/f x..y ." + deep +
-           " blocks; touch d/file; mknod block b 7 255; ln -s block device; ln -s d link; ln -s ../d/e d/self;"
+           " blocks; touch d/file; mknod block b 7 255; ln -s block device; ln -s d link; ln -s ../d/e d/self; ln -s ../block d/dev;"
            " ln -s no gone; ln -s loop loop; cp -a block old; mkdir 'old (deleted)'; ln -s . 'old (deleted)/self'");
     const orvel::Fd device(open((at / "old").c_str(), O_PATH | O_CLOEXEC));
     at.run("rm old");  // the device's name is that of a directory now
@@ -54,7 +54,7 @@ TEST(PathMemo, AgreesWithRealpath) {
     for (const char *rest : {"", "/", "/self"}) compare(byDescriptor + rest);
     for (const char *first : {"", "/d", "/link", "/block", "/blocks", "/device", "/gone", "/loop", "/x..y", "//d",
                               "/d/", "/no", "/.", "/d/..", deep.c_str()})
-        for (const char *second : {"", "/e", "/self/f", "/file", "/file/..", "/e/.", "/e/..", "/self/../e", "/", "/no"})
+        for (const char *second : {"", "/dev", "/e", "/self/f", "/file", "/file/..", "/e/.", "/e/..", "/self/../e", "/", "/no"})
             for (const char *third : {"", "/f", "/", "/..", "/x/y"}) compare(at.path() + first + second + third);
 }
 
