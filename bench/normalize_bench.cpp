@@ -17,15 +17,15 @@
 #include <stdexcept>
 
 #include "bench/bench_host.hpp"
-#include "bench/plain_form.hpp"
 #include "include/orvel_core.h"
+#include "include/orvel_core.hpp"
 #include "mounts/libmount_handles.hpp"
 
 namespace {
 
 using bench::HostPlan;
 
-enum Measure { Parse, Floor, Mappings, OneCall, Batch, LibmountAlone, Plain, ManyPaths, KeptList, kMeasures };
+enum Measure { Parse, Floor, Mappings, OneCall, Batch, LibmountAlone, ManyPaths, KeptList, kMeasures };
 
 // What a child process tells of its host.
 struct Result {
@@ -42,7 +42,7 @@ constexpr HostPlan kHosts[] = {{"40, typical", 9, 27},
                                {"5000 binds", 4996},
                                {"10000 binds", 9996},
                                {"1000, 990 others", 6, 990},
-                               {.name = "1000 apart", .binds = 996, .apart = true},
+                               {.name = "10000 apart", .binds = 9996, .apart = true},
                                {.name = "1000 by a link", .binds = 993, .link = true},
                                {.name = "1000 slaves", .binds = 996, .slave = true},
                                {.name = "3000 slaves", .binds = 2996, .slave = true}};
@@ -135,7 +135,6 @@ Result measure(const std::vector<std::string> &storagePaths) {
             freeBatchPathNormalize(record);
         },
         [&] { askLibmount(paths[1]); },
-        [] { require(!bench::plainMountTable().empty(), "plain form"); },
         [&] { require(_batchPathNormalize(many).back() != many.back(), "many paths"); },
         [&] {
             for (int i = 0; i < kKeptPaths; ++i) (void)checkBindMountPoint(kept, many[i]);
@@ -156,7 +155,7 @@ Result measure(const std::vector<std::string> &storagePaths) {
         // What ran before shows in caches and heap, so each follows each other one at times.
         std::shuffle(std::begin(order), std::end(order), random);
         for (const int which : order)
-            if (which < Plain || round < kFewRounds) samples[which].push_back(microseconds(measures[which]));
+            if (which <= LibmountAlone || round < kFewRounds) samples[which].push_back(microseconds(measures[which]));
     }
     const auto ratio = [&](Measure a, Measure b) {
         std::vector<double> ratios;
@@ -171,8 +170,9 @@ Result measure(const std::vector<std::string> &storagePaths) {
     return result;
 }
 
-// In a process of its own: the host is gone with it.
-Result measureHost(const HostPlan &plan) {
+// What function gives for the host's storage paths. It runs in a process of its own: the host is gone with it.
+template <class Function>
+auto inHostOfItsOwn(const HostPlan &plan, const Function &function) {
     char directory[] = "/tmp/orvel-bench-XXXXXX";
     require(mkdtemp(directory) != nullptr, "temporary directory");
     int ends[2];
@@ -180,7 +180,7 @@ Result measureHost(const HostPlan &plan) {
     const pid_t child = fork();
     if (child == 0) try {
             const auto paths = bench::enterHost(plan, directory);
-            const Result result = measure(paths);
+            const auto result = function(paths);
             _exit(write(ends[1], &result, sizeof result) == sizeof result ? 0 : 1);
         } catch (const std::exception &error) {
             std::fprintf(stderr, "normalize_bench: %s: %s\n", plan.name, error.what());
@@ -188,7 +188,7 @@ Result measureHost(const HostPlan &plan) {
         }
     int status = 0;
     require(waitpid(child, &status, 0) == child && rmdir(directory) == 0 && status == 0, "a host was not measured");
-    Result result = {};
+    std::invoke_result_t<Function, std::vector<std::string>> result = {};
     require(read(ends[0], &result, sizeof result) == sizeof result, "result");
     close(ends[0]);
     close(ends[1]);
@@ -198,7 +198,7 @@ Result measureHost(const HostPlan &plan) {
 void printRow(const char *name, const Result &result) {
     const double *us = result.microseconds;
     std::printf("%-17s", name);
-    for (int i = 0; i <= Plain; ++i) std::printf(" %8.0f", us[i]);
+    for (int i = 0; i <= LibmountAlone; ++i) std::printf(" %8.0f", us[i]);
     std::printf("   %5.2f %5.2f %5.2f", result.overFloor, result.batchOverCall, result.callOverLibmount);
     std::printf("   %6ld %6ld %5.2f\n", result.tableKiB, result.callKiB,
                 static_cast<double>(result.callKiB) / static_cast<double>(result.tableKiB));
@@ -207,12 +207,20 @@ void printRow(const char *name, const Result &result) {
 
 }  // namespace
 
-int main() try {
-    std::printf("%-17s %8s %8s %8s %8s %8s %8s %8s   %5s %5s %5s   %6s %6s %5s\n", "microseconds", "parse", "floor",
-                "sorted", "one call", "batch", "libmount", "plain", "s/f", "b/o", "o/l", "KiB", "call", "c/t");
+int main(int argc, char **argv) try {
+    if (argc == 2) {
+        const HostPlan plan = {.name = "counted", .binds = std::atoi(argv[1])};
+        inHostOfItsOwn(plan, [](const auto &) {
+            lookAtEveryMount();
+            return sortedMappings().size();
+        });
+        return 0;
+    }
+    std::printf("%-17s %8s %8s %8s %8s %8s %8s   %5s %5s %5s   %6s %6s %5s\n", "microseconds", "parse", "floor",
+                "sorted", "one call", "batch", "libmount", "s/f", "b/o", "o/l", "KiB", "call", "c/t");
     std::vector<Result> results;
     for (const HostPlan &plan : kHosts) {
-        results.push_back(measureHost(plan));
+        results.push_back(inHostOfItsOwn(plan, measure));
         printRow(plan.name, results.back());
     }
     std::printf("\n%-17s %12s %12s %12s %12s\n", "paths a second", "one call", "batch", "many at once", "kept list");
