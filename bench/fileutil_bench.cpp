@@ -28,7 +28,9 @@ void check(bool success, const std::string &what) {
     if (!success) throw std::runtime_error(what);
 }
 
-void shell(const std::string &script) { check(std::system(("set -e; " + script).c_str()) == 0, script); }
+void shell(const std::string &script) {
+    check(std::system(("set -e; " + script).c_str()) == 0, script);
+}
 
 // Runs a command with its output thrown away, as directly as posix_spawn can.
 void command(std::vector<const char *> words) {
@@ -66,7 +68,8 @@ void compare(const Comparison &comparison) {
         for (const bool first : {true, false}) {
             shell(comparison.prepare);
             const bool isLibrary = first == (round % 2 == 0);
-            (isLibrary ? library : tool).push_back(milliseconds(isLibrary ? comparison.library : reference));
+            (isLibrary ? library : tool)
+                .push_back(milliseconds(isLibrary ? comparison.library : reference));
         }
     std::nth_element(library.begin(), library.begin() + kRounds / 2, library.end());
     std::nth_element(tool.begin(), tool.begin() + kRounds / 2, tool.end());

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What a call costs over what the kernel and libmount cost for it: on hosts of several sizes, in one run, the measures
-// of a host taken in turn. Prints medians in microseconds and the ratios. Needs root.
+// What a call costs over what the kernel and libmount cost for it: on hosts of several sizes, in
+// one run, the measures of a host taken in turn. Prints medians in microseconds and the ratios.
+// Needs root.
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -25,7 +26,17 @@ namespace {
 
 using bench::HostPlan;
 
-enum Measure { Parse, Floor, Mappings, OneCall, Batch, LibmountAlone, ManyPaths, KeptList, kMeasures };
+enum Measure {
+    Parse,
+    Floor,
+    Mappings,
+    OneCall,
+    Batch,
+    LibmountAlone,
+    ManyPaths,
+    KeptList,
+    kMeasures
+};
 
 // What a child process tells of its host.
 struct Result {
@@ -76,10 +87,12 @@ void askLibmount(const std::string &path) {
     const orvel::MountTable table(mnt_new_table());
     mnt_table_set_cache(table.get(), cache.get());
     require(mnt_table_parse_file(table.get(), "/proc/self/mountinfo") == 0, "mountinfo");
-    require(mnt_table_find_mountpoint(table.get(), path.c_str(), MNT_ITER_BACKWARD) != nullptr, "mount point");
+    require(mnt_table_find_mountpoint(table.get(), path.c_str(), MNT_ITER_BACKWARD) != nullptr,
+            "mount point");
 }
 
-// The most memory that a function has at a time, measured where it is called for the first time: in a child.
+// The most memory that a function has at a time, measured where it is called for the first time: in
+// a child.
 long peakKiB(const std::function<void()> &function) {
     const auto status = [](const char *field) {
         std::ifstream file("/proc/self/status");
@@ -131,7 +144,8 @@ Result measure(const std::vector<std::string> &storagePaths) {
         [&] { require(orvel::MallocString(pathNormalize(paths[1])) != nullptr, "one call"); },
         [&] {
             path_normalize_result_t *record = batchPathNormalize(paths.data(), paths.size());
-            require(record && std::strncmp(record->paths[999], "/var/lib/machines/", 18) == 0, "batch");
+            require(record && std::strncmp(record->paths[999], "/var/lib/machines/", 18) == 0,
+                    "batch");
             freeBatchPathNormalize(record);
         },
         [&] { askLibmount(paths[1]); },
@@ -155,7 +169,8 @@ Result measure(const std::vector<std::string> &storagePaths) {
         // What ran before shows in caches and heap, so each follows each other one at times.
         std::shuffle(std::begin(order), std::end(order), random);
         for (const int which : order)
-            if (which <= LibmountAlone || round < kFewRounds) samples[which].push_back(microseconds(measures[which]));
+            if (which <= LibmountAlone || round < kFewRounds)
+                samples[which].push_back(microseconds(measures[which]));
     }
     const auto ratio = [&](Measure a, Measure b) {
         std::vector<double> ratios;
@@ -170,7 +185,8 @@ Result measure(const std::vector<std::string> &storagePaths) {
     return result;
 }
 
-// What function gives for the host's storage paths. It runs in a process of its own: the host is gone with it.
+// What function gives for the host's storage paths. It runs in a process of its own: the host is
+// gone with it.
 template <class Function>
 auto inHostOfItsOwn(const HostPlan &plan, const Function &function) {
     char directory[] = "/tmp/orvel-bench-XXXXXX";
@@ -187,7 +203,8 @@ auto inHostOfItsOwn(const HostPlan &plan, const Function &function) {
             _exit(1);
         }
     int status = 0;
-    require(waitpid(child, &status, 0) == child && rmdir(directory) == 0 && status == 0, "a host was not measured");
+    require(waitpid(child, &status, 0) == child && rmdir(directory) == 0 && status == 0,
+            "a host was not measured");
     std::invoke_result_t<Function, std::vector<std::string>> result = {};
     require(read(ends[0], &result, sizeof result) == sizeof result, "result");
     close(ends[0]);
@@ -199,7 +216,8 @@ void printRow(const char *name, const Result &result) {
     const double *us = result.microseconds;
     std::printf("%-17s", name);
     for (int i = 0; i <= LibmountAlone; ++i) std::printf(" %8.0f", us[i]);
-    std::printf("   %5.2f %5.2f %5.2f", result.overFloor, result.batchOverCall, result.callOverLibmount);
+    std::printf("   %5.2f %5.2f %5.2f", result.overFloor, result.batchOverCall,
+                result.callOverLibmount);
     std::printf("   %6ld %6ld %5.2f\n", result.tableKiB, result.callKiB,
                 static_cast<double>(result.callKiB) / static_cast<double>(result.tableKiB));
     std::fflush(stdout);
@@ -216,20 +234,27 @@ int main(int argc, char **argv) try {
         });
         return 0;
     }
-    std::printf("%-17s %8s %8s %8s %8s %8s %8s   %5s %5s %5s   %6s %6s %5s\n", "microseconds", "parse", "floor",
-                "sorted", "one call", "batch", "libmount", "s/f", "b/o", "o/l", "KiB", "call", "c/t");
+    std::printf("%-17s %8s %8s %8s %8s %8s %8s   %5s %5s %5s   %6s %6s %5s\n", "microseconds",
+                "parse", "floor", "sorted", "one call", "batch", "libmount", "s/f", "b/o", "o/l",
+                "KiB", "call", "c/t");
     std::vector<Result> results;
     for (const HostPlan &plan : kHosts) {
         results.push_back(inHostOfItsOwn(plan, measure));
         printRow(plan.name, results.back());
     }
-    std::printf("\n%-17s %12s %12s %12s %12s\n", "paths a second", "one call", "batch", "many at once", "kept list");
+    std::printf("\n%-17s %12s %12s %12s %12s\n", "paths a second", "one call", "batch",
+                "many at once", "kept list");
     for (std::size_t i = 0; i < results.size(); ++i) {
-        const auto perSecond = [&](Measure which, int paths) { return paths * 1e6 / results[i].microseconds[which]; };
+        const auto perSecond = [&](Measure which, int paths) {
+            return paths * 1e6 / results[i].microseconds[which];
+        };
         std::printf("%-17s %12.0f %12.0f %12.0f %12.0f\n", kHosts[i].name, perSecond(OneCall, 1),
-                    perSecond(Batch, 1000), perSecond(ManyPaths, kManyPaths), perSecond(KeptList, kKeptPaths));
+                    perSecond(Batch, 1000), perSecond(ManyPaths, kManyPaths),
+                    perSecond(KeptList, kKeptPaths));
     }
-    const auto growth = [&](Measure which) { return results[4].microseconds[which] / results[2].microseconds[which]; };
+    const auto growth = [&](Measure which) {
+        return results[4].microseconds[which] / results[2].microseconds[which];
+    };
     std::printf("growth from 1,000 to 10,000 binds, of the library over the floor: %.2f\n",
                 growth(Mappings) / growth(Floor));
 } catch (const std::exception &error) {

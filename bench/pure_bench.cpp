@@ -13,7 +13,8 @@ namespace {
 void applyListInVain(benchmark::State &state) {
     orvel::MappingList list;
     for (int i = 0; i < state.range(0); ++i)
-        list.emplace_back("/sysroot/ostree/deploy/example/var/lib/item" + std::to_string(i), "/var/lib/item");
+        list.emplace_back("/sysroot/ostree/deploy/example/var/lib/item" + std::to_string(i),
+                          "/var/lib/item");
     const std::string path = "/sysroot/ostree/deploy/example/var/lib/other/file";
     for (auto _ : state) benchmark::DoNotOptimize(checkBindMountPoint(list, path));
     state.SetItemsProcessed(state.iterations() * state.range(0));
@@ -26,11 +27,13 @@ void findDotComponents(benchmark::State &state) {
 }
 BENCHMARK(findDotComponents)->Arg(60)->Arg(4095);
 
-// Where no mount point lies in a backing path, which a look at what these begin with tells; and where all do.
+// Where no mount point lies in a backing path, which a look at what these begin with tells; and
+// where all do.
 void retarget(benchmark::State &state, const std::string &parent) {
     orvel::PathMap mounts = {{"/var", "/s/os/var"}};
     for (int i = 0; i < state.range(0); ++i)
-        mounts.emplace(parent + "/lib/item" + std::to_string(i), "/s/os/deploy/item" + std::to_string(i));
+        mounts.emplace(parent + "/lib/item" + std::to_string(i),
+                       "/s/os/deploy/item" + std::to_string(i));
     for (auto _ : state) benchmark::DoNotOptimize(replaceTarget(mounts));
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
@@ -38,11 +41,14 @@ BENCHMARK_CAPTURE(retarget, none, "/var")->Arg(10)->Arg(1000)->Arg(10000);
 BENCHMARK_CAPTURE(retarget, all, "/s/os/var")->Arg(10)->Arg(1000)->Arg(10000);
 
 void parseSections(benchmark::State &state) {
-    std::string text = "[General]\nMode=normal\nDeploy=d\n[Overlay]\nStageSystem=/s\nPathPre=<stage>/<Deploy>\n";
+    std::string text =
+        "[General]\nMode=normal\nDeploy=d\n[Overlay]\nStageSystem=/s\nPathPre=<stage>/<Deploy>\n";
     for (int i = 0; i < state.range(0); ++i)
-        text += "[usr.layer" + std::to_string(i) + "-N]\nLowerDir=<PathPre>/lower, /more\nUpperDir=/u\nMergeDir=/m\n";
+        text += "[usr.layer" + std::to_string(i) +
+                "-N]\nLowerDir=<PathPre>/lower, /more\nUpperDir=/u\nMergeDir=/m\n";
     const int fd = memfd_create("conf", MFD_CLOEXEC);
-    if (write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) state.SkipWithError("memfd");
+    if (write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
+        state.SkipWithError("memfd");
     const std::string path = "/proc/self/fd/" + std::to_string(fd);
     for (auto _ : state) {
         orvel::ConfigTree tree;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// A configuration of arbitrary bytes through parser, expansion and overlay mappings, for the stage that the first byte
-// says: one complaint or none, names and values of the format's form, mappings of what is written.
+// A configuration of arbitrary bytes through parser, expansion and overlay mappings, for the stage
+// that the first byte says: one complaint or none, names and values of the format's form, mappings
+// of what is written.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -22,8 +23,8 @@ void require(bool condition, const char *what) {
 
 }  // namespace
 
-extern "C" void orvel_log_v2(std::int32_t, std::int32_t, void *, void *, const char *, std::int32_t, const char *,
-                             ...) {
+extern "C" void orvel_log_v2(std::int32_t, std::int32_t, void *, void *, const char *, std::int32_t,
+                             const char *, ...) {
     ++lines;
 }
 
@@ -42,7 +43,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t siz
     for (const auto &[section, keys] : tree)
         for (const auto &[key, values] : keys) {
             require(trim(key) == key && !key.empty() && section.find('.') == section.npos, "names");
-            for (const std::string &value : values) require(splitValues(value) == std::vector{value}, "form");
+            for (const std::string &value : values)
+                require(splitValues(value) == std::vector{value}, "form");
             written.insert(values.begin(), values.end());
         }
     // Every layer and every merged directory stands in the tree.

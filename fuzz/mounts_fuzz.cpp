@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// A mount table of arbitrary bytes, then a path through the core, against a slow and literal reading of the rules.
-// The input's lines: the path, then "target|source|root|type" of each mount. A source such as /b0 is a block device.
+// A mount table of arbitrary bytes, then a path through the core, against a slow and literal
+// reading of the rules. The input's lines: the path, then "target|source|root|type" of each mount.
+// A source such as /b0 is a block device.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -19,7 +20,9 @@ struct Mount {
 };
 std::vector<Mount> mounts;
 
-bool isDevice(const std::string &path) { return path.size() == 3 && path.starts_with("/b"); }
+bool isDevice(const std::string &path) {
+    return path.size() == 3 && path.starts_with("/b");
+}
 
 std::string sourceOf(const Mount &mount) {
     const std::string source = trim(mount.source), root = trim(mount.root);
@@ -29,18 +32,21 @@ std::string sourceOf(const Mount &mount) {
 }
 
 bool isUnder(const std::string &path, const std::string &prefix) {
-    return path == prefix || path.starts_with(prefix + "/") || (prefix.ends_with('/') && path.starts_with(prefix));
+    return path == prefix || path.starts_with(prefix + "/") ||
+           (prefix.ends_with('/') && path.starts_with(prefix));
 }
 
 bool isBetter(const std::string &mountPoint, const std::string &other) {
-    return other.empty() || std::pair(mountPoint.size(), mountPoint) < std::pair(other.size(), other);
+    return other.empty() ||
+           std::pair(mountPoint.size(), mountPoint) < std::pair(other.size(), other);
 }
 
 std::string joinRest(const std::string &replacement, const std::string &rest) {
     return replacement == "/" && rest.starts_with('/') ? rest : replacement + rest;
 }
 
-std::string longestKey(const orvel::PathMap &map, const std::function<bool(const std::string &)> &matches) {
+std::string longestKey(const orvel::PathMap &map,
+                       const std::function<bool(const std::string &)> &matches) {
     std::string longest;
     for (const auto &entry : map)
         if (matches(entry.first) && entry.first.size() > longest.size()) longest = entry.first;
@@ -60,7 +66,8 @@ orvel::PathMap backingPaths() {
         std::string base = canonicalizePath(source);
         for (std::set<std::string> seen; sources.count(base) && seen.insert(base).second;)
             base = canonicalizePath(sources[base]);
-        const std::string device = longestKey(devices, [&](const auto &name) { return base.starts_with(name); });
+        const std::string device =
+            longestKey(devices, [&](const auto &name) { return base.starts_with(name); });
         if (!device.empty()) base = devices[device] + base.substr(device.size());
         if (base != mountPoint) backing[mountPoint] = base;
     }
@@ -75,15 +82,22 @@ orvel::PathMap table() {
         if (isBetter(mountPoint, preferred[path])) preferred[path] = mountPoint;
     for (const auto &mount : backing) {
         const std::string &mountPoint = mount.first, &path = mount.second;
-        const auto isOther = [&](const auto &prefix) { return prefix != path && mountPoint.starts_with(prefix); };
-        std::string through =
-            longestKey(preferred, [&](const auto &prefix) { return isOther(prefix) && isUnder(mountPoint, prefix); });
+        const auto isOther = [&](const auto &prefix) {
+            return prefix != path && mountPoint.starts_with(prefix);
+        };
+        std::string through = longestKey(preferred, [&](const auto &prefix) {
+            return isOther(prefix) && isUnder(mountPoint, prefix);
+        });
         if (through.empty()) through = longestKey(preferred, isOther);
         const std::string place =
-            through.empty() ? mountPoint : joinRest(preferred[through], mountPoint.substr(through.size()));
+            through.empty() ? mountPoint
+                            : joinRest(preferred[through], mountPoint.substr(through.size()));
         const auto [entry, isNew] = placed.try_emplace(place, path);
-        // At one place the later mount stays: that of the shorter backing path, then of the bytewise larger.
-        const auto order = [](const std::string &p) { return std::pair(-static_cast<long>(p.size()), p); };
+        // At one place the later mount stays: that of the shorter backing path, then of the
+        // bytewise larger.
+        const auto order = [](const std::string &p) {
+            return std::pair(-static_cast<long>(p.size()), p);
+        };
         if (!isNew && order(entry->second) < order(path)) entry->second = path;
     }
     for (const auto &[place, path] : placed)
@@ -94,7 +108,8 @@ orvel::PathMap table() {
 std::string normalized(std::string path, const orvel::PathMap &table) {
     if (!path.starts_with('/') || path == "/" || path.size() > 4096) return path;
     if (path.starts_with("/tmproot")) path.replace(0, 8, "/sysroot");
-    const std::string prefix = longestKey(table, [&](const auto &key) { return isUnder(path, key); });
+    const std::string prefix =
+        longestKey(table, [&](const auto &key) { return isUnder(path, key); });
     if (!prefix.empty()) path = joinRest(table.at(prefix), path.substr(prefix.size()));
     for (const char *top : {"/var/tmp/", "/var/opt/", "/var/srv/", "/var/mnt/"})
         if (path.starts_with(top)) return path.substr(4);
@@ -151,14 +166,19 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t siz
 
     const orvel::PathMap expected = table();
     const orvel::MappingList list = sortedMappings();
-    require(orvel::PathMap(list.begin(), list.end()) == expected && list.size() == expected.size(), "table");
-    const auto isLonger = [](const auto &a, const auto &b) { return a.first.size() > b.first.size(); };
+    require(orvel::PathMap(list.begin(), list.end()) == expected && list.size() == expected.size(),
+            "table");
+    const auto isLonger = [](const auto &a, const auto &b) {
+        return a.first.size() > b.first.size();
+    };
     require(std::is_sorted(list.begin(), list.end(), isLonger), "order");
     const std::string answer = normalized(path, expected);
     require(_pathNormalize(path) == answer, "one path");
     require(_batchPathNormalize({"/", path}) == std::vector<std::string>{"/", answer}, "batch");
-    const std::string prefix = longestKey(expected, [&](const auto &key) { return path.starts_with(key); });
-    const std::string plain = prefix.empty() ? path : expected.at(prefix) + path.substr(prefix.size());
+    const std::string prefix =
+        longestKey(expected, [&](const auto &key) { return path.starts_with(key); });
+    const std::string plain =
+        prefix.empty() ? path : expected.at(prefix) + path.substr(prefix.size());
     require(checkBindMountPoint1(path) == plain, "plain prefix");
     return 0;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Runs a fuzz target on each file of a directory, for compilers that have no libFuzzer: replay DIRECTORY
+// Runs a fuzz target on each file of a directory, for compilers that have no libFuzzer: replay
+// DIRECTORY
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -14,7 +15,8 @@ int main(int, char **argv) {
         std::ifstream file(entry.path());
         const std::string bytes(std::istreambuf_iterator<char>(file), {});
         std::puts(entry.path().c_str());
-        (void)LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size());
+        (void)LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char *>(bytes.data()),
+                                     bytes.size());
         ++files;
     }
     return files > 0 ? 0 : 1;

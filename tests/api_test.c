@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-/* The public header from plain C, in a program that has no log function: every symbol is bound at once,
- * or when it is first called. */
+/* The public header from plain C, in a program that has no log function: every symbol is bound at
+ * once, or when it is first called. */
 #include <assert.h>
 #include <dlfcn.h>
 #include <stdlib.h>

@@ -53,13 +53,14 @@ TEST(PathUtilities, LookAtLinksAndResolveTheirDirectories) {
     const Scratch at;
     at.run("mkdir d; touch f; ln f hard; ln -s f link; ln -s d dlink; ln -s no dangling");
     ASSERT_EQ(chdir(at.path().c_str()), 0);
-    for (const auto &[file, expected] :
-         support::pairs("d/../f -> f  link -> link  dlink/../link -> link  dlink/ -> d  dangling -> dangling"))
+    for (const auto &[file, expected] : support::pairs(
+             "d/../f -> f  link -> link  dlink/../link -> link  dlink/ -> d  dangling -> dangling"))
         EXPECT_EQ(text(get_absolute_path(file.c_str())), at / expected);
     for (const char *file : {"no", "/", static_cast<const char *>(nullptr)})
         EXPECT_EQ(get_absolute_path(file), nullptr);
     std::string answers;
-    for (const char *name : {"d", "f", "link", "dlink", "dangling", "no", static_cast<const char *>(nullptr)})
+    for (const char *name :
+         {"d", "f", "link", "dlink", "dangling", "no", static_cast<const char *>(nullptr)})
         answers += std::to_string(path_is_exist(name)) + std::to_string(path_is_dir(name)) +
                    std::to_string(path_is_link(name)) + " ";
     EXPECT_EQ(answers, "110 100 101 101 101 -100 -100 ");
@@ -112,10 +113,12 @@ TEST(Listings, HaveTheirOrderAndTheirRefusals) {
     EXPECT_EQ(list(get_path_list_from_dir, at / "e/x..y", at / "e/x..y"), "./f . ");
     EXPECT_EQ(list(get_dir_list, at / "e/../link", at / "link"), "./s ");
     ASSERT_EQ(chdir(at.path().c_str()), 0);
-    EXPECT_EQ(list(get_file_list_from_dir, "d", at / "d") + list(get_dir_list, "d", at / "d"), files + "./s ");
+    EXPECT_EQ(list(get_file_list_from_dir, "d", at / "d") + list(get_dir_list, "d", at / "d"),
+              files + "./s ");
     for (const char *name : {"e", "link", "f", "e/../d", "no"})
         EXPECT_EQ(list(get_file_list_from_dir, name, ""), "null 0") << name;
-    for (const char *name : {"d/s/t/a", "f", "no"}) EXPECT_EQ(list(get_dir_list, name, ""), "null 0");
+    for (const char *name : {"d/s/t/a", "f", "no"})
+        EXPECT_EQ(list(get_dir_list, name, ""), "null 0");
     for (const Listing listing : {get_file_list_from_dir, get_path_list_from_dir, get_dir_list}) {
         int count = 3;
         EXPECT_TRUE(!listing(nullptr, &count) && !listing("d", nullptr) && !listing("d", &count));
@@ -151,7 +154,8 @@ TEST(Listings, EnterWhatOpeningMounts) {
     const std::string tracing = at / "d/tracing";
     EXPECT_TRUE(orvel::open_automounted(AT_FDCWD, tracing.c_str(), O_RDONLY, before));
     at.run("umount d/tracing");
-    EXPECT_NE(list(get_file_list_from_dir, at / "d", at / "d").find("./tracing/README "), std::string::npos);
+    EXPECT_NE(list(get_file_list_from_dir, at / "d", at / "d").find("./tracing/README "),
+              std::string::npos);
 }
 
 // Makes a call in the directory; its result, and what it wrote to standard error up to each colon.
@@ -159,15 +163,16 @@ std::string call(const Scratch &at, const std::function<int()> &function) {
     EXPECT_EQ(chdir(at.path().c_str()), 0);
     testing::internal::CaptureStderr();
     const std::string result = std::to_string(function());
-    return result +
-           std::regex_replace(testing::internal::GetCapturedStderr(), std::regex("([^:\n]*): [^\n]*\n"), " $1");
+    return result + std::regex_replace(testing::internal::GetCapturedStderr(),
+                                       std::regex("([^:\n]*): [^\n]*\n"), " $1");
 }
 
 // All that there is, sorted.
 std::string names(const std::string &directory) {
     std::istringstream words(list(get_path_list_from_dir, directory, directory));
     std::string all;
-    for (const std::string &name : std::set<std::string>(std::istream_iterator<std::string>(words), {}))
+    for (const std::string &name :
+         std::set<std::string>(std::istream_iterator<std::string>(words), {}))
         all += name + " ";
     return all;
 }
@@ -177,8 +182,8 @@ TEST(RemoveDir, RemovesWhatItMayAndSaysLittle) {
     at.run(R"(mkdir -p t/d/e t/x t/y 't/new
 'line file; touch f t/d/e/g 't/a b' t/x/a..b
               ln -s ../f t/y/link; ln -s t link; mkfifo t/fifo p; touch t/$(printf %0255d 0))");
-    for (const auto &[path, expected] :
-         support::pairs("f -> 0  no -> 0  no/no -> 0  file/ -> 0  link -> -1  t/x/a..b -> -1  '' -> 0"))
+    for (const auto &[path, expected] : support::pairs(
+             "f -> 0  no -> 0  no/no -> 0  file/ -> 0  link -> -1  t/x/a..b -> -1  '' -> 0"))
         EXPECT_EQ(call(at, [&, p = path] { return remove_dir(p.c_str()); }), expected) << path;
     EXPECT_EQ(call(at, [] { return remove_dir(nullptr); }), "-1");
     EXPECT_EQ(call(at, [] { return remove_dir("p"); }), "0 unknow file type!");
@@ -192,13 +197,16 @@ TEST(Copying, KeepsItsCodes) {
     at.run(R"(mkdir -p s/d/e y q s/x..y; printf abc > s/f; head -c 200000 /dev/urandom > y/old
               ln -s f s/flink; ln -s d s/dlink; ln -s no s/dangling; mkfifo s/fifo
               touch s/d/a..b s/d/g; chmod 750 s; ln -s s link; ln -s . y/q)");
-    for (auto [arguments, expected] : support::pairs(
-             "./no:y -> -2  ./s:no -> -2  s:y -> -1  ./q:y -> -1  ./s:y/old -> -4  ./link:y -> -1  ./s/../s:q -> -1"
-             "  ./s/f:y -> -2_opendir_error  ./s/:y/ -> 0_unknow_file_type!  ./s:y -> -4"
-             "  ./s:s/d -> 0_unknow_file_type!")) {
+    for (auto [arguments, expected] :
+         support::pairs("./no:y -> -2  ./s:no -> -2  s:y -> -1  ./q:y -> -1  ./s:y/old -> -4  "
+                        "./link:y -> -1  ./s/../s:q -> -1"
+                        "  ./s/f:y -> -2_opendir_error  ./s/:y/ -> 0_unknow_file_type!  ./s:y -> -4"
+                        "  ./s:s/d -> 0_unknow_file_type!")) {
         std::replace(expected.begin(), expected.end(), '_', ' ');
-        const std::string src = arguments.substr(0, arguments.find(':')), dst = arguments.substr(src.size() + 1);
-        EXPECT_EQ(call(at, [&] { return copy_dir(src.c_str(), dst.c_str()); }), expected) << arguments;
+        const std::string src = arguments.substr(0, arguments.find(':')),
+                          dst = arguments.substr(src.size() + 1);
+        EXPECT_EQ(call(at, [&] { return copy_dir(src.c_str(), dst.c_str()); }), expected)
+            << arguments;
     }
     EXPECT_EQ(copy_dir(nullptr, "y") + copy_dir("./s", nullptr), -2);
     EXPECT_EQ(names(at / "y"), ". ./f ./link ./old ./q ./s ./s/d ./s/d/e ./s/d/g ./s/dlink ./s/f ");
@@ -209,7 +217,8 @@ TEST(Copying, KeepsItsCodes) {
     at.run("cmp s/f y/old; cmp big y/new; cmp s/f y/s/f");
     for (const char *name : {"no", "s", "link", "a..b", "s/fifo", "s/flink"})
         EXPECT_EQ(copy_file(name, "y/new"), -1) << name;
-    for (const char *name : {"no/no", "s", "link", "a..b"}) EXPECT_EQ(copy_file("s/f", name), -1) << name;
+    for (const char *name : {"no/no", "s", "link", "a..b"})
+        EXPECT_EQ(copy_file("s/f", name), -1) << name;
     EXPECT_EQ(copy_file(nullptr, "y/new") + copy_file("s/f", nullptr), -2);
 }
 
@@ -217,7 +226,8 @@ TEST(RemovingAndCopying, AsAnOrdinaryUser) {
     SKIP_WITHOUT_ROOT();
     const Scratch at;
     at.run(
-        "mkdir -p t/closed y; touch t/readonly; chmod 444 t/readonly; chown -R 65534 . t y; chmod 0 t/closed"
+        "mkdir -p t/closed y; touch t/readonly; chmod 444 t/readonly; chown -R 65534 . t y; chmod "
+        "0 t/closed"
         "; mkdir -p t/unsearchable/d; touch t/unsearchable/f; ln -s f t/unsearchable/l"
         "; chown -Rh 65534 t/unsearchable; chmod 444 t/unsearchable");
     std::thread([&] {
@@ -232,7 +242,8 @@ TEST(RemovingAndCopying, AsAnOrdinaryUser) {
     EXPECT_EQ(names(at.path()), ". ./t ./t/closed ./t/readonly ./y ./y/t ./y/t/closed ");
 }
 
-// Exchanges a directory and a link in the tree, a file and a link, while it lives, and makes them when they are gone.
+// Exchanges a directory and a link in the tree, a file and a link, while it lives, and makes them
+// when they are gone.
 class Attacker {
 public:
     explicit Attacker(std::string tree)
@@ -240,12 +251,16 @@ public:
               const std::string a = tree + "/a", b = tree + "/b", f = tree + "/f", g = tree + "/g";
               for (; !stop_; ++exchanges_) {
                   (void)renameat2(AT_FDCWD, f.c_str(), AT_FDCWD, g.c_str(), RENAME_EXCHANGE);
-                  if (renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE) == 0) continue;
-                  for (const std::string &name : {a, b, f, g}) (void)unlink(name.c_str());  // if it is the link
-                  for (const std::string &name : {tree, a, a + "/dir"}) (void)mkdir(name.c_str(), 0755);
+                  if (renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE) == 0)
+                      continue;
+                  for (const std::string &name : {a, b, f, g})
+                      (void)unlink(name.c_str());  // if it is the link
+                  for (const std::string &name : {tree, a, a + "/dir"})
+                      (void)mkdir(name.c_str(), 0755);
                   for (const std::string &name : {a + "/dir/file", f})
                       orvel::Fd(open(name.c_str(), O_CREAT | O_WRONLY, 0644));
-                  (void)!(symlink("../outside", b.c_str()) + symlink("../outside/sentinel", g.c_str()));
+                  (void)!(symlink("../outside", b.c_str()) +
+                          symlink("../outside/sentinel", g.c_str()));
               }
           }) {}
     ~Attacker() {
@@ -262,7 +277,9 @@ private:
 
 TEST(Race, NothingOutsideATreeIsTouched) {
     const Scratch at;
-    at.run("mkdir -p outside/dir copies; for f in sentinel dir/sentinel dir/file; do echo secret > outside/$f; done");
+    at.run(
+        "mkdir -p outside/dir copies; for f in sentinel dir/sentinel dir/file; do echo secret > "
+        "outside/$f; done");
     const std::string copied = at / "copied", copies = at / "copies";
     testing::internal::CaptureStderr();  // there is much to complain of
     {
@@ -271,14 +288,15 @@ TEST(Race, NothingOutsideATreeIsTouched) {
         while (std::chrono::steady_clock::now() < end) {
             for (const char *name : {"tree", "tree/a"}) {
                 const std::string dir = at / name;
-                const std::string seen =
-                    list(get_file_list_from_dir, dir, dir) + list(get_path_list_from_dir, at / "tree", dir);
+                const std::string seen = list(get_file_list_from_dir, dir, dir) +
+                                         list(get_path_list_from_dir, at / "tree", dir);
                 ASSERT_EQ(seen.find("sentinel"), seen.npos) << seen;
                 (void)copy_dir(dir.c_str(), copies.c_str());
                 (void)copy_file((at / "tree/f").c_str(), copied.c_str());
                 (void)remove_dir(dir.c_str());
             }
-            // Whatever was copied is empty, as the tree's own files are; what is outside is as it was.
+            // Whatever was copied is empty, as the tree's own files are; what is outside is as it
+            // was.
             at.run(
                 "if grep -rq secret copies copied 2> /dev/null; then exit 1; fi; rm -rf copies/*;"
                 "test $(cat outside/sentinel outside/dir/* | grep -c secret) = 3");
@@ -323,13 +341,17 @@ void runConfined(std::function<void()> function) {
     const rlimit few = {32, files.rlim_max};
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
     pthread_t thread;
-    const auto call = [](void *f) -> void * { return (*static_cast<std::function<void()> *>(f))(), f; };
+    const auto call = [](void *f) -> void * {
+        return (*static_cast<std::function<void()> *>(f))(), f;
+    };
     ASSERT_EQ(pthread_create(&thread, &small, call, &function), 0);
     pthread_join(thread, nullptr);
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
 }
 
-auto openDescriptors() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
+auto openDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
 
 TEST(Depth, NeedsNeitherStackNorDescriptors) {
     const Scratch at;
@@ -363,7 +385,8 @@ auto withDescriptors(rlim_t free, const Call &call) {
     for (int fd = 0; fd < 1024; ++fd)
         if (fcntl(fd, F_GETFD) >= 0) highest = fd;
     std::vector<orvel::Fd> holes;  // below that
-    for (orvel::Fd fd(dup(0)); fd.get() < highest; fd = orvel::Fd(dup(0))) holes.push_back(std::move(fd));
+    for (orvel::Fd fd(dup(0)); fd.get() < highest; fd = orvel::Fd(dup(0)))
+        holes.push_back(std::move(fd));
     rlimit files = {};
     EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &files), 0);
     const rlimit few = {static_cast<rlim_t>(highest) + 1 + free, files.rlim_max};
@@ -376,14 +399,17 @@ auto withDescriptors(rlim_t free, const Call &call) {
 TEST(Descriptors, ThatSufficeForALevelGiveAWholeResult) {
     const Scratch at;
     const std::string tree = at / "t", copies = at / "copies";
-    at.run("mkdir copies; d=t; for i in $(seq 12); do mkdir -p $d/a; touch $d/a/f $d/g; d=$d/a; done");
+    at.run(
+        "mkdir copies; d=t; for i in $(seq 12); do mkdir -p $d/a; touch $d/a/f $d/g; d=$d/a; done");
     const std::string whole = names(tree);
     testing::internal::CaptureStderr();
     for (rlim_t free = 0; free < 12; ++free) {
         for (const Listing listing : {get_file_list_from_dir, get_path_list_from_dir}) {
             const std::string all = list(listing, tree, tree);
-            const std::string listed = withDescriptors(free, [&] { return list(listing, tree, tree); });
-            EXPECT_TRUE(listed == all || (free < 4 && listed.starts_with("null"))) << free << listed;
+            const std::string listed =
+                withDescriptors(free, [&] { return list(listing, tree, tree); });
+            EXPECT_TRUE(listed == all || (free < 4 && listed.starts_with("null")))
+                << free << listed;
         }
         (void)withDescriptors(free, [&] { return copy_dir(tree.c_str(), copies.c_str()); });
         if (free >= 6) {
@@ -453,7 +479,8 @@ TEST(Errno, IsSetByFailuresAlone) {
         {"tree link", [] { copy_dir("./link", "e"); }, ELOOP},
         {"tree name", [] { copy_dir("d", "e"); }, EINVAL},
         {"tree exists", [] { copy_dir("./link", "e"); }, EEXIST},
-        {"tree long", [] { copy_dir("./d", (std::string(4091, '/') + "tmp").c_str()); }, ENAMETOOLONG},
+        {"tree long", [] { copy_dir("./d", (std::string(4091, '/') + "tmp").c_str()); },
+         ENAMETOOLONG},
     };
     for (const auto &[name, call, expected] : rows) {
         errno = kKept;
@@ -480,10 +507,12 @@ TEST(Memory, RunningOutGivesNoPartOfAList) {
     support::failInTurn(
         [&] {
             (void)(support::Unfailing(), remove_dir(copy.c_str()));
-            return std::to_string(copy_dir(dir.c_str(), copies.c_str())) + std::to_string(remove_dir(copy.c_str()));
+            return std::to_string(copy_dir(dir.c_str(), copies.c_str())) +
+                   std::to_string(remove_dir(copy.c_str()));
         },
         any);
-    support::failInTurn([&] { return std::to_string(copy_file(file.c_str(), other.c_str())); }, any);
+    support::failInTurn([&] { return std::to_string(copy_file(file.c_str(), other.c_str())); },
+                        any);
     support::failInTurn(
         [&] {
             const int result = remove_dir(other.c_str());

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// A host that is no friend: it has functions of the library's names, a log function that throws or calls back, threads
-// that end in the middle of a call, and children of threads that are inside one.
+// A host that is no friend: it has functions of the library's names, a log function that throws or
+// calls back, threads that end in the middle of a call, and children of threads that are inside
+// one.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <pthread.h>
@@ -19,11 +20,21 @@
 #include "include/orvel_core.hpp"
 
 // What the library must not call.
-std::string trim(const std::string &) { std::abort(); }
-std::vector<std::string> splitValues(const std::string &) { std::abort(); }
-bool containsDotComponents(const std::string &) { std::abort(); }
-extern "C" int path_is_link(const char *) { std::abort(); }
-extern "C" int remove_dir(const char *) { std::abort(); }
+std::string trim(const std::string &) {
+    std::abort();
+}
+std::vector<std::string> splitValues(const std::string &) {
+    std::abort();
+}
+bool containsDotComponents(const std::string &) {
+    std::abort();
+}
+extern "C" int path_is_link(const char *) {
+    std::abort();
+}
+extern "C" int remove_dir(const char *) {
+    std::abort();
+}
 
 namespace {
 
@@ -51,8 +62,8 @@ std::string ask(const char *path, bool batch) {
 
 }  // namespace
 
-extern "C" void orvel_log_v2(std::int32_t, std::int32_t, void *, void *, const char *, std::int32_t, const char *format,
-                             ...) {
+extern "C" void orvel_log_v2(std::int32_t, std::int32_t, void *, void *, const char *, std::int32_t,
+                             const char *format, ...) {
     lastLine = format;
     refusals += lastLine.find("rate limit") != lastLine.npos;
     if (mood == Throw) throw std::length_error("full");
@@ -92,21 +103,32 @@ void callEverything(int number) {
         orvel::ConfigTree tree;
         std::string mode;
         require(!parseConfig("/dev/null", StageSystem, tree), "parseConfig");
-        require(getOverlayMountMappings({{"General", {{"Mode", {"m"}}}}}, mode).empty() && mode == "m", "overlays");
-        require(trimTrailingSlash("/a/") == "/a" && replaceVariables("<a>", {{"a", "b"}}) == "b", "strings");
-        require(_pathNormalize("/tmprootx") == "/sysrootx" && _batchPathNormalize({"a"}).size() == 1, "core");
-        require(checkBindMountPoint({{"/a", "/b"}}, "/a/c") == "/b/c" && checkBindMountPoint1("").empty(), "list");
+        require(
+            getOverlayMountMappings({{"General", {{"Mode", {"m"}}}}}, mode).empty() && mode == "m",
+            "overlays");
+        require(trimTrailingSlash("/a/") == "/a" && replaceVariables("<a>", {{"a", "b"}}) == "b",
+                "strings");
+        require(
+            _pathNormalize("/tmprootx") == "/sysrootx" && _batchPathNormalize({"a"}).size() == 1,
+            "core");
+        require(checkBindMountPoint({{"/a", "/b"}}, "/a/c") == "/b/c" &&
+                    checkBindMountPoint1("").empty(),
+                "list");
         require(replaceBeginString("ab", "a", "c") == "cb", "beginning");
         require(canonicalizePath("/proc/..") == "/" && !isBlockDevice("/", mode), "mounts");
-        require(resolveBasePath("/", {}) == "/" && replaceTarget({{"/b", "/a"}}).size() == 1, "mount points");
-        (void)(processMountInfo(), mergeMountMappings(), sortedMappings());  // mounts may come and go
+        require(resolveBasePath("/", {}) == "/" && replaceTarget({{"/b", "/a"}}).size() == 1,
+                "mount points");
+        (void)(processMountInfo(), mergeMountMappings(),
+               sortedMappings());  // mounts may come and go
         int count = 0;
         char **names = get_dir_list("/sys", &count);
         for (int i = 0; i < count; ++i) std::free(names[i]);
         std::free(names);
-        require(count > 0 && !get_dir_list("/dev/null", &count) && !get_file_list_from_dir("/dev/null", &count),
+        require(count > 0 && !get_dir_list("/dev/null", &count) &&
+                    !get_file_list_from_dir("/dev/null", &count),
                 "listings");
-        require(!get_path_list_from_dir("/dev/null", &count) && orvel::MallocString(get_absolute_path("/dev")),
+        require(!get_path_list_from_dir("/dev/null", &count) &&
+                    orvel::MallocString(get_absolute_path("/dev")),
                 "paths");
         require(copy_file("/", "/") == -1 && copy_dir("/no", "/no") == -2, "copying");
         require(path_is_mount_bind("/no", "/no") == 0 && path_is_same("/", "/") == 1, "comparing");
@@ -193,6 +215,8 @@ int main() {
     forkInTheMiddle();
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
     const long admitted = calls - refusals;
-    std::printf("%ld calls in %.1f s, %ld of them admitted\n", calls.load(), elapsed.count(), admitted);
-    require(refusals > 0 && admitted >= 100 && admitted <= 100 + elapsed.count() * 100, "the limiter's bound");
+    std::printf("%ld calls in %.1f s, %ld of them admitted\n", calls.load(), elapsed.count(),
+                admitted);
+    require(refusals > 0 && admitted >= 100 && admitted <= 100 + elapsed.count() * 100,
+            "the limiter's bound");
 }

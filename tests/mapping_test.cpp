@@ -22,7 +22,8 @@ TEST(ReplaceTarget, MovesMountPointsThatLieInBackingPaths) {
         {"/m -> /a  /n -> /a/bc  /a/bcd/x -> /d", "/m -> /a  /n -> /a/bc  /m/bcd/x -> /d"},
         {"/m -> /a  /n -> /ab  /abc -> /d", "/m -> /a  /n -> /ab  /nc -> /d"},
         // Of several mount points of one backing path the shortest, then the smallest.
-        {"/long -> /s/v  /b -> /s/v  /a -> /s/v  /s/v/x -> /d", "/long -> /s/v  /b -> /s/v  /a -> /s/v  /a/x -> /d"},
+        {"/long -> /s/v  /b -> /s/v  /a -> /s/v  /s/v/x -> /d",
+         "/long -> /s/v  /b -> /s/v  /a -> /s/v  /a/x -> /d"},
         // Two at one mount point: the shorter backing path stays, then the larger.
         {"/m -> /a  /a/x -> /long  /m/x -> /d", "/m -> /a  /m/x -> /d"},
         {"/m -> /a  /a/x -> /d  /m/x -> /long", "/m -> /a  /m/x -> /d"},
@@ -31,7 +32,8 @@ TEST(ReplaceTarget, MovesMountPointsThatLieInBackingPaths) {
         // The root's slash is not doubled.
         {"/ -> /s/c  /s/c/boot -> /d", "/ -> /s/c  /boot -> /d"},
     };
-    for (const auto &[mounts, moved] : rows) EXPECT_EQ(replaceTarget(map(mounts)), map(moved)) << mounts;
+    for (const auto &[mounts, moved] : rows)
+        EXPECT_EQ(replaceTarget(map(mounts)), map(moved)) << mounts;
 }
 
 // On the made-up host: three mounts of one directory each, an overlay whose layer is a mount, too.
@@ -52,7 +54,8 @@ TEST(Mapping, TakesTheBestMountPointAndOverlaysFirst) {
     const orvel::MappingList list = sortedMappings();
     EXPECT_EQ(orvel::PathMap(list.begin(), list.end()), table);
     EXPECT_TRUE(std::is_sorted(list.begin(), list.end(), [](const auto &a, const auto &b) {
-        return a.first.size() != b.first.size() ? a.first.size() > b.first.size() : a.first < b.first;
+        return a.first.size() != b.first.size() ? a.first.size() > b.first.size()
+                                                : a.first < b.first;
     }));
 }
 

@@ -26,7 +26,8 @@ TEST(MountSource, BlockDeviceTestSaysWhyNot) {
     EXPECT_EQ(reason(mounts.path() + "/block//") + reason(mounts.path() + "/link"), "");
     EXPECT_EQ(reason("/dev/null"), "Not a block device");
     EXPECT_EQ(reason(""), "The path does not exist.");
-    EXPECT_EQ(reason(mounts / "loop"), "The path contains too many symbolic links or circular links");
+    EXPECT_EQ(reason(mounts / "loop"),
+              "The path contains too many symbolic links or circular links");
     EXPECT_EQ(reason(mounts.path() + "/block/x"), "Some component in the path is not a directory");
     EXPECT_EQ(reason(std::string(300, 'x')), "The path is too long (exceeding the system limit)");
 }
@@ -37,8 +38,10 @@ TEST(PathMemo, AgreesWithRealpath) {
     std::string deep;
     for (int i = 0; i < 60; ++i) deep += "/0123456789";
     at.run("mkdir -p d/e/f x..y ." + deep +
-           " blocks; touch d/file; mknod block b 7 255; ln -s block device; ln -s d link; ln -s ../d/e d/self; ln -s ../block d/dev;"
-           " ln -s no gone; ln -s loop loop; cp -a block old; mkdir 'old (deleted)'; ln -s . 'old (deleted)/self'");
+           " blocks; touch d/file; mknod block b 7 255; ln -s block device; ln -s d link; ln -s "
+           "../d/e d/self; ln -s ../block d/dev;"
+           " ln -s no gone; ln -s loop loop; cp -a block old; mkdir 'old (deleted)'; ln -s . 'old "
+           "(deleted)/self'");
     const orvel::Fd device(open((at / "old").c_str(), O_PATH | O_CLOEXEC));
     at.run("rm old");  // the device's name is that of a directory now
     const std::string byDescriptor = "/proc/self/fd/" + std::to_string(device.get());
@@ -50,17 +53,21 @@ TEST(PathMemo, AgreesWithRealpath) {
         EXPECT_EQ(memo.isBlockDevice(name), isBlockDevice(name, error)) << name;
         EXPECT_EQ(memo.canonicalize(name), canonicalizePath(name));
     };
-    for (const char *path : {"", "/", "//", ".", "d", "/proc/self/exe", "/proc/self/root/proc"}) compare(path);
+    for (const char *path : {"", "/", "//", ".", "d", "/proc/self/exe", "/proc/self/root/proc"})
+        compare(path);
     for (const char *rest : {"", "/", "/self"}) compare(byDescriptor + rest);
-    for (const char *first : {"", "/d", "/link", "/block", "/blocks", "/device", "/gone", "/loop", "/x..y", "//d",
-                              "/d/", "/no", "/.", "/d/..", deep.c_str()})
-        for (const char *second : {"", "/dev", "/e", "/self/f", "/file", "/file/..", "/e/.", "/e/..", "/self/../e", "/", "/no"})
-            for (const char *third : {"", "/f", "/", "/..", "/x/y"}) compare(at.path() + first + second + third);
+    for (const char *first : {"", "/d", "/link", "/block", "/blocks", "/device", "/gone", "/loop",
+                              "/x..y", "//d", "/d/", "/no", "/.", "/d/..", deep.c_str()})
+        for (const char *second : {"", "/dev", "/e", "/self/f", "/file", "/file/..", "/e/.",
+                                   "/e/..", "/self/../e", "/", "/no"})
+            for (const char *third : {"", "/f", "/", "/..", "/x/y"})
+                compare(at.path() + first + second + third);
 }
 
 TEST(MountSource, BaseOfALongChainIsFound) {
     PathMap mounts;
-    for (int i = 0; i < 100'000; ++i) mounts["/n/" + std::to_string(i)] = "/n/" + std::to_string(i + 1);
+    for (int i = 0; i < 100'000; ++i)
+        mounts["/n/" + std::to_string(i)] = "/n/" + std::to_string(i + 1);
     mounts["/sys"] = "/n//0/../0/";  // not there, hence as it is written
     EXPECT_EQ(resolveBasePath("/proc/../sys/", mounts), "/n//0/../0/");
     EXPECT_EQ(resolveBasePath("/n/0", mounts), "/n/100000");
@@ -105,8 +112,8 @@ TEST(MountMappings, OfRealMounts) {
     EXPECT_EQ(actual, expected);
 }
 
-// What any user may mount in the name of others: "fusermount3 -o fsname=SOURCE". No server runs, and
-// the file systems last as long as the socket to which fusermount3 sends their descriptors.
+// What any user may mount in the name of others: "fusermount3 -o fsname=SOURCE". No server runs,
+// and the file systems last as long as the socket to which fusermount3 sends their descriptors.
 TEST(MountMappings, LeaveOutWhatUsersMount) {
     SKIP_WITHOUT_ROOT();
     if (std::system("test -c /dev/fuse && command -v fusermount3 > /dev/null") != 0)
@@ -117,8 +124,8 @@ TEST(MountMappings, LeaveOutWhatUsersMount) {
     // An automount point whose automounter, the process group of the parent, does not answer.
     ASSERT_EQ(setpgid(0, 0), 0);
     at.run("mkdir automatic");
-    const std::string options =
-        "direct,minproto=5,maxproto=5,fd=" + std::to_string(requests[1]) + ",pgrp=" + std::to_string(getppid());
+    const std::string options = "direct,minproto=5,maxproto=5,fd=" + std::to_string(requests[1]) +
+                                ",pgrp=" + std::to_string(getppid());
     ASSERT_EQ(mount("x", (at / "automatic").c_str(), "autofs", 0, options.c_str()), 0);
     at.run("export _FUSE_COMMFD=" + std::to_string(sockets[1]) + R"(
         mount_as_user() {

@@ -18,11 +18,12 @@ using support::takeLog;
 TEST(Limiter, RefillsByWholeStepsSinceTheLastRefill) {
     constexpr std::int64_t kMs = 1'000'000;
     orvel::TokenBucket bucket(0);
-    const std::pair<std::int64_t, int> rows[] = {{0, 100},        {10 * kMs - 1, 0}, {10 * kMs, 1},
-                                                 {35 * kMs, 2},  // the half step is dropped
-                                                 {44 * kMs, 0},   {53 * kMs, 1},     {62 * kMs, 0},  // every 9 ms
-                                                 {68 * kMs, 1},   {83 * kMs, 1},     {98 * kMs, 1},  // every 15 ms
-                                                 {kMs * kMs, 100}};
+    const std::pair<std::int64_t, int> rows[] = {
+        {0, 100},        {10 * kMs - 1, 0}, {10 * kMs, 1},
+        {35 * kMs, 2},                                      // the half step is dropped
+        {44 * kMs, 0},   {53 * kMs, 1},     {62 * kMs, 0},  // every 9 ms
+        {68 * kMs, 1},   {83 * kMs, 1},     {98 * kMs, 1},  // every 15 ms
+        {kMs * kMs, 100}};
     for (const auto &[now, expected] : rows) {
         int taken = 0;
         while (bucket.take(now)) ++taken;
@@ -33,15 +34,18 @@ TEST(Limiter, RefillsByWholeStepsSinceTheLastRefill) {
 TEST(Core, FindsDotComponents) {
     for (const char *path : {"..", "/./", "/a//./b", "/.", "/a/../b", "a/..", "./a", "../a"})
         EXPECT_TRUE(containsDotComponents(path)) << path;
-    for (const char *path : {"", ".", "/", "/a/..b", "/a/.b", "/a/b.", "/...", "..a", "a..", "a./b"})
+    for (const char *path :
+         {"", ".", "/", "/a/..b", "/a/.b", "/a/b.", "/...", "..a", "a..", "a./b"})
         EXPECT_FALSE(containsDotComponents(path)) << path;
 }
 
 TEST(Core, AppliesTheFirstEntryOnAComponentBoundary) {
-    const orvel::MappingList list = pairs("'' -> /never  /s/c/usr -> /usr  /d/ -> /e  /a -> /x  /a/b -> /y  /s/c -> /");
+    const orvel::MappingList list =
+        pairs("'' -> /never  /s/c/usr -> /usr  /d/ -> /e  /a -> /x  /a/b -> /y  /s/c -> /");
     for (const auto &[path, expected] :
          pairs("'' -> ''  /s/c/usr -> /usr  /s/c/usr/bin -> /usr/bin  /s/c/usrx -> /usrx"
-               "  /s/cx -> /s/cx  /s/c -> /  /s/c/ -> /  /d/f -> /ef  /d -> /d  /a/b/c -> /x/b/c  s/c -> s/c"))
+               "  /s/cx -> /s/cx  /s/c -> /  /s/c/ -> /  /d/f -> /ef  /d -> /d  /a/b/c -> /x/b/c  "
+               "s/c -> s/c"))
         EXPECT_EQ(checkBindMountPoint(list, path), expected);
     EXPECT_EQ(checkBindMountPoint({{"/", "/r/"}}, "/etc"), "/r/etc");
     EXPECT_EQ(replaceBeginString("/a", "", "/x") + replaceBeginString("/a", "/ab", "/x"), "/a/a");
@@ -53,7 +57,8 @@ public:
     ConfiguredRoot(const std::string &layer, const std::string &merged) {
         mounts_.run("mkdir -p ostree/pkgs");
         std::ofstream(mounts_.path() + "/ostree/pkgs/system-ovl.conf")
-            << "[General]\nMode=normal\n[Overlay]\nx=\n[o-N]\nLowerDir=" << layer << "\nMergeDir=" << merged;
+            << "[General]\nMode=normal\n[Overlay]\nx=\n[o-N]\nLowerDir=" << layer
+            << "\nMergeDir=" << merged;
         chroot_.emplace(mounts_.path());
     }
 
@@ -69,12 +74,15 @@ TEST(Core, AppliesItsRulesInOrder) {
     const ConfiguredRoot root("/sysroot/os/var", "/var");
     const std::string longest = "/sysroot/os/var/" + std::string(4096 - 16, 'x');
     orvel::MappingList rows = pairs(
-        "/tmproot/os/var/lib -> /var/lib  /tmprootx -> /sysrootx  /var/opt/ -> /opt/  /sysroot/os/var/tmp/a -> /tmp/a"
-        "  /var/srv/a -> /srv/a  /var/mnt/a -> /mnt/a  /var/tmp -> /var/tmp  /var/tmpx/ -> /var/tmpx/"
+        "/tmproot/os/var/lib -> /var/lib  /tmprootx -> /sysrootx  /var/opt/ -> /opt/  "
+        "/sysroot/os/var/tmp/a -> /tmp/a"
+        "  /var/srv/a -> /srv/a  /var/mnt/a -> /mnt/a  /var/tmp -> /var/tmp  /var/tmpx/ -> "
+        "/var/tmpx/"
         "  /sysroot/os/varx -> /sysroot/os/varx");
     rows.emplace_back(longest, longest.substr(11));
     const std::size_t looks = rows.size();
-    for (const std::string &alone : {std::string(), std::string("/"), std::string("var/tmp/a"), longest + "x"})
+    for (const std::string &alone :
+         {std::string(), std::string("/"), std::string("var/tmp/a"), longest + "x"})
         rows.emplace_back(alone, alone);
     std::vector<std::string> paths, results;
     for (const auto &[path, expected] : rows) {
@@ -98,8 +106,10 @@ std::string ask(const std::vector<const char *> &paths, bool batch) {
     const support::Unfailing unfailing;
     std::string answer;
     if (single) answer = single.get() + std::string("|");
-    for (std::size_t i = 0; record && i < paths.size(); ++i) answer.append(record->paths[i]).append("|");
-    answer = (answer.empty() ? std::string("null ") + strerrorname_np(error) : answer) + "\n" + takeLog();
+    for (std::size_t i = 0; record && i < paths.size(); ++i)
+        answer.append(record->paths[i]).append("|");
+    answer = (answer.empty() ? std::string("null ") + strerrorname_np(error) : answer) + "\n" +
+             takeLog();
     const std::string name = batch ? "batchPathNormalize: " : "pathNormalize: ";
     for (std::size_t at = 0; (at = answer.find(name, at)) != answer.npos; at += 2)
         answer.replace(at, name.size(), "# ");
@@ -118,27 +128,35 @@ TEST(EntryPoints, LogEveryStepOfTheirWay) {
     const std::pair<const char *, std::string> single[] = {
         {nullptr, invalid},
         {"", invalid},
-        {"/..", "null EINVAL\n2 # input path contains dot components (. or ..), returning original path: /..\n"},
+        {"/..",
+         "null EINVAL\n2 # input path contains dot components (. or ..), returning original path: "
+         "/..\n"},
         {"/l/%s", merged + "/%s|\n" + in("/l/%s") + kLook + out(merged + "/%s")},
         {input.c_str(), input + "|\n" + in(input) + kLook + out(input)},
-        {tooLong.c_str(), "null ENAMETOOLONG\n" + in(tooLong) + "3 # input path is too long: " + tooLong + "\n"},
-        {fits.c_str(), merged + fits.substr(2) + "|\n" + in(fits) + kLook + out(merged + fits.substr(2))},
-        {over.c_str(), "null ENAMETOOLONG\n" + in(over) + kLook + "3 # result path is too long: " + over + "\n"},
+        {tooLong.c_str(),
+         "null ENAMETOOLONG\n" + in(tooLong) + "3 # input path is too long: " + tooLong + "\n"},
+        {fits.c_str(),
+         merged + fits.substr(2) + "|\n" + in(fits) + kLook + out(merged + fits.substr(2))},
+        {over.c_str(),
+         "null ENAMETOOLONG\n" + in(over) + kLook + "3 # result path is too long: " + over + "\n"},
     };
     for (const auto &[path, expected] : single) EXPECT_EQ(ask({path}, false), expected);
 
-    const std::string begin = "1 # start batch path normalize, total count: 2\n1 # the 0-th input path: /l/a\n";
+    const std::string begin =
+        "1 # start batch path normalize, total count: 2\n1 # the 0-th input path: /l/a\n";
     const std::string looked = kLook + "0 # the 0-th normalized path: " + merged + "/a\n";
     const std::pair<const char *, std::string> second[] = {
-        {"b", merged + "/a|b|\n" + begin + "1 # the 1-th input path: b\n" + looked +
-                  "0 # the 1-th normalized path: b\n1 # batch path normalize success, total count: 2\n"},
+        {"b",
+         merged + "/a|b|\n" + begin + "1 # the 1-th input path: b\n" + looked +
+             "0 # the 1-th normalized path: b\n1 # batch path normalize success, total count: 2\n"},
         {nullptr, "null EINVAL\n" + begin + "3 # the 1-th input path is nullptr\n"},
         {"", "null EINVAL\n" + begin + "3 # the 1-th input path is empty\n"},
-        {"/..", "null EINVAL\n" + begin + "2 # the 1-th input path contains dot components (. or ..): /..\n"},
-        {tooLong.c_str(),
-         "null ENAMETOOLONG\n" + begin + "3 # the 1-th input path exceeds maximum length: " + tooLong + "\n"},
-        {over.c_str(), "null ENAMETOOLONG\n" + begin + "1 # the 1-th input path: " + over + "\n" + looked +
-                           "3 # the 1-th normalized path is too long: " + over + "\n"},
+        {"/..", "null EINVAL\n" + begin +
+                    "2 # the 1-th input path contains dot components (. or ..): /..\n"},
+        {tooLong.c_str(), "null ENAMETOOLONG\n" + begin +
+                              "3 # the 1-th input path exceeds maximum length: " + tooLong + "\n"},
+        {over.c_str(), "null ENAMETOOLONG\n" + begin + "1 # the 1-th input path: " + over + "\n" +
+                           looked + "3 # the 1-th normalized path is too long: " + over + "\n"},
     };
     for (const auto &[path, expected] : second) EXPECT_EQ(ask({"/l/a", path}, true), expected);
     EXPECT_EQ(ask({}, true), "null EINVAL\n3 # input paths pointer is nullptr\n");
@@ -155,16 +173,18 @@ TEST(EntryPoints, LogEveryStepOfTheirWay) {
 TEST(EntryPoints, NeverHandOutWhatACallerWouldMisread) {
     SKIP_WITHOUT_ROOT();
     const ConfiguredRoot root("/l", std::string("/m\0x", 4));  // cut at its NUL it is another path
-    EXPECT_EQ(ask({"/l/a"}, false),
-              "null EILSEQ\n1 # input path : /l/a\n" + kLook + "3 # result path contains a NUL byte: /l/a\n");
+    EXPECT_EQ(ask({"/l/a"}, false), "null EILSEQ\n1 # input path : /l/a\n" + kLook +
+                                        "3 # result path contains a NUL byte: /l/a\n");
     const std::string answer = ask({"a", "/l/a"}, true);
     EXPECT_TRUE(answer.starts_with("null EILSEQ\n")) << answer;
-    EXPECT_TRUE(answer.ends_with("3 # the 1-th normalized path contains a NUL byte: /l/a\n")) << answer;
+    EXPECT_TRUE(answer.ends_with("3 # the 1-th normalized path contains a NUL byte: /l/a\n"))
+        << answer;
 }
 
 TEST(EntryPoints, AreRefusedWithAnEmptyBucket) {
     while (orvel::checkRateLimit()) continue;
-    const std::string refusal = "null EAGAIN\n2 # pathNormalize call rate limit exceeded, rejecting request\n";
+    const std::string refusal =
+        "null EAGAIN\n2 # pathNormalize call rate limit exceeded, rejecting request\n";
     EXPECT_EQ(ask({nullptr}, false), refusal);
     EXPECT_EQ(ask({}, true), refusal);
 }
@@ -175,7 +195,8 @@ TEST(EntryPoints, SurviveWhateverFails) {
     const support::PrivateMounts mounts;
     mounts.run("mkdir work; " MAKE_HOST " work");
     const support::Chroot root(mounts / "work/host");
-    const std::vector<const char *> paths = {"/var/overlay/usr-local/x", "/sysroot/ostree/deploy/example/var/y"};
+    const std::vector<const char *> paths = {"/var/overlay/usr-local/x",
+                                             "/sysroot/ostree/deploy/example/var/y"};
     const std::string noTable = "/usr/local/x|/sysroot/ostree/deploy/example/var/y|",
                       noOverlay = "/var/overlay/usr-local/x|/var/y|";
     const auto isRefusal = [&](const std::string &answer) {
@@ -191,10 +212,13 @@ TEST(EntryPoints, SurviveWhateverFails) {
     const struct {
         std::string failing, answer, line;
     } rows[] = {
-        {"mnt_new_table", noTable, "3 processMountInfo: The libmount table cannot be initialized\n"},
-        {"mnt_table_parse_file", noTable, "3 processMountInfo: Unable to parse /proc/self/mountinfo\n"},
+        {"mnt_new_table", noTable,
+         "3 processMountInfo: The libmount table cannot be initialized\n"},
+        {"mnt_table_parse_file", noTable,
+         "3 processMountInfo: Unable to parse /proc/self/mountinfo\n"},
         {"mnt_table_next_fs", noTable, ""},
-        {"mnt_new_iter", "null ENOMEM", "3 # catch std exception, error: std::bad_alloc, input count: 2\n"},
+        {"mnt_new_iter", "null ENOMEM",
+         "3 # catch std exception, error: std::bad_alloc, input count: 2\n"},
         {"realpath", "/usr/local/x|/var/y|", ""},
         {"fopen", noOverlay, "2 parseConfig: open file /ostree/pkgs/system-ovl.conf failed.\n"},
     };
@@ -203,7 +227,8 @@ TEST(EntryPoints, SurviveWhateverFails) {
         support::failingCall = failing;
         const std::string actual = ask(paths, true);
         support::failingCall.clear();
-        EXPECT_TRUE(actual.starts_with(answer + "\n") && actual.find(line) != actual.npos) << actual;
+        EXPECT_TRUE(actual.starts_with(answer + "\n") && actual.find(line) != actual.npos)
+            << actual;
     }
 }
 

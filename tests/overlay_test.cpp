@@ -26,7 +26,8 @@ TEST(Strings, ReplaceVariablesOnceAndInByteOrder) {
     const std::unordered_map<std::string, std::string> variables = {
         {"stage", "/s"}, {"none", ""}, {"Loop", "<Loop>x"}, {"A", "<B>"}, {"B", "b<A>"}};
     EXPECT_EQ(replaceVariables("<stage>/x<stage><none>", variables), "/s/x/s");
-    EXPECT_EQ(replaceVariables("<Stage><other>< stage><stage", variables), "<Stage><other>< stage><stage");
+    EXPECT_EQ(replaceVariables("<Stage><other>< stage><stage", variables),
+              "<Stage><other>< stage><stage");
     EXPECT_EQ(replaceVariables("<Loop>", variables), "<Loop>x");
     EXPECT_EQ(replaceVariables("<A>|<B>", variables), "b<A>|b<A>");  // A, then B
     EXPECT_EQ(splitValues("a = /a: /b ,, /c, "), (std::vector<std::string>{"a = /a", "/b", "/c"}));
@@ -34,7 +35,8 @@ TEST(Strings, ReplaceVariablesOnceAndInByteOrder) {
 
 // What parsing a file into a tree leaves: the tree, as "section.key=a|b;" for every key in byte
 // order, and the log.
-std::string parseFile(const std::string &path, SystemStage stage = StageSystem, orvel::ConfigTree tree = {}) {
+std::string parseFile(const std::string &path, SystemStage stage = StageSystem,
+                      orvel::ConfigTree tree = {}) {
     const bool accepted = parseConfig(path, stage, tree);
     std::map<std::string, std::string> sorted;
     for (const auto &[section, keys] : tree)
@@ -48,7 +50,8 @@ std::string parseFile(const std::string &path, SystemStage stage = StageSystem, 
     return left + log;
 }
 
-std::string parse(const std::string &text, SystemStage stage = StageSystem, const orvel::ConfigTree &tree = {}) {
+std::string parse(const std::string &text, SystemStage stage = StageSystem,
+                  const orvel::ConfigTree &tree = {}) {
     const int fd = memfd_create("conf", 0);
     EXPECT_EQ(write(fd, text.data(), text.size()), static_cast<ssize_t>(text.size()));
     const std::string left = parseFile("/proc/self/fd/" + std::to_string(fd), stage, tree);
@@ -64,8 +67,8 @@ TEST(ParseConfig, AcceptsTheFormat) {
         "[Overlay]\nStageInitrd = /i\nPathPre = <stage>/d/<Deploy>\n[General]\nMode=a\n#\n \t\n"
         "Mode\t= n, x # c\n[u.l-N]\nU = /u: /v = w#\nL=<PathPre>/l\n[General]\nDeploy = 1.0";
     const auto expected = [](const std::string &pre) {
-        return "General.Deploy=1.0;General.Mode=n|x;Overlay.PathPre=" + pre + ";Overlay.StageInitrd=/i;u/l-N.L=" + pre +
-               "/l;u/l-N.U=/u|/v = w;";
+        return "General.Deploy=1.0;General.Mode=n|x;Overlay.PathPre=" + pre +
+               ";Overlay.StageInitrd=/i;u/l-N.L=" + pre + "/l;u/l-N.U=/u|/v = w;";
     };
     const std::string longValue(100'000, 'v');
     EXPECT_EQ(parse(example), expected("/d/1.0"));
@@ -77,7 +80,8 @@ TEST(ParseConfig, AcceptsTheFormat) {
 }
 
 TEST(ParseConfig, ReplacesSectionsOfTheTree) {
-    EXPECT_EQ(parse(kGood, StageSystem, {{"General", {{"Old", {"x"}}}}, {"A", {{"k", {"1"}}}}}), "A.k=1;" + kGoodTree);
+    EXPECT_EQ(parse(kGood, StageSystem, {{"General", {{"Old", {"x"}}}}, {"A", {{"k", {"1"}}}}}),
+              "A.k=1;" + kGoodTree);
 }
 
 // A stream that fails after its first bytes, as of a disk with a bad block.
@@ -96,7 +100,8 @@ TEST(ParseConfig, DropsALineThatAReadErrorCuts) {
 
 TEST(ParseConfig, ComplainsOnceAndSaysWhatIsLeft) {
     const char *lack = "3 parseConfig: Lack of necessary sections (General or Overlay)\n";
-    const char *noSection = "3 parseConfig: It was found that there was no section before the key-value pair\n";
+    const char *noSection =
+        "3 parseConfig: It was found that there was no section before the key-value pair\n";
     const char *invalid = "3 parseConfig: Invalid key-value pairs were found\n";
     const char *emptyValue = "3 parseConfig: The value is empty after replacing the variable\n";
     const std::pair<std::string, std::string> rows[] = {
@@ -132,14 +137,16 @@ TEST(OverlayMappings, FollowTheMode) {
     tree["General"]["Mode"] = {};
     EXPECT_EQ(getOverlayMountMappings(tree, mode), map(""));
     EXPECT_EQ(mode, "before");
-    tree["General"]["Mode"] = {"normal", "Normal"};  // of two sections the later in byte order counts
+    tree["General"]["Mode"] = {"normal",
+                               "Normal"};  // of two sections the later in byte order counts
     EXPECT_EQ(getOverlayMountMappings(tree, mode), map("/a -> /m  /b/ -> /m  /u -> /first"));
     tree["General"]["Mode"] = {"Normal"};
     EXPECT_EQ(getOverlayMountMappings(tree, mode), map("/l -> /maint"));
     const std::string function = " getOverlayMountMappings: ";
-    EXPECT_EQ(mode + takeLog(), "Normal3" + function + "The General section was not found\n3" + function +
-                                    "The Mode configuration was not found or the Mode value is empty\n2" + function +
-                                    "in section x-N MergeDir was not found or its value is empty\n");
+    EXPECT_EQ(mode + takeLog(),
+              "Normal3" + function + "The General section was not found\n3" + function +
+                  "The Mode configuration was not found or the Mode value is empty\n2" + function +
+                  "in section x-N MergeDir was not found or its value is empty\n");
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The tests as the library's host, whose log function records; and what they can make fail in its objects (the
-// linker's --wrap): the malloc family, operator new, single calls by their names. The clock can be put forward.
+// The tests as the library's host, whose log function records; and what they can make fail in its
+// objects (the linker's --wrap): the malloc family, operator new, single calls by their names. The
+// clock can be put forward.
 #include <libmount.h>
 
 #include <chrono>
@@ -34,8 +35,11 @@ void support::failInTurn(const std::function<std::string()> &call,
     }
 }
 
-support::Unfailing::Unfailing() : remaining_(std::exchange(remaining, 0)) {}
-support::Unfailing::~Unfailing() { remaining = remaining_; }
+support::Unfailing::Unfailing() : remaining_(std::exchange(remaining, 0)) {
+}
+support::Unfailing::~Unfailing() {
+    remaining = remaining_;
+}
 
 static bool allocationFails() {
     if (remaining == 0 || --remaining > 0) return false;
@@ -45,18 +49,26 @@ static bool allocationFails() {
     return true;
 }
 
-static bool fails(const char *name) { return support::failingCall == name && (errno = EIO); }
+static bool fails(const char *name) {
+    return support::failingCall == name && (errno = EIO);
+}
 
 void *operator new(std::size_t size) {
     void *block = allocationFails() ? nullptr : std::malloc(size);
     return block ? block : throw std::bad_alloc();
 }
-void operator delete(void *block) noexcept { std::free(block); }
-void operator delete(void *block, std::size_t) noexcept { std::free(block); }
+void operator delete(void *block) noexcept {
+    std::free(block);
+}
+void operator delete(void *block, std::size_t) noexcept {
+    std::free(block);
+}
 
 #define WRAP(condition, failure, result, name, parameters, arguments) \
     extern "C" result __real_##name parameters;                       \
-    extern "C" result __wrap_##name parameters { return condition ? failure : __real_##name arguments; }
+    extern "C" result __wrap_##name parameters {                      \
+        return condition ? failure : __real_##name arguments;         \
+    }
 #define WRAP_ALLOCATION(...) WRAP(allocationFails(), nullptr, __VA_ARGS__)
 WRAP_ALLOCATION(void *, malloc, (std::size_t size), (size))
 WRAP_ALLOCATION(void *, realloc, (void *block, std::size_t size), (block, size))
@@ -67,7 +79,8 @@ WRAP(fails("mnt_new_iter"), nullptr, libmnt_iter *, mnt_new_iter, (int direction
 extern "C" int __real_mnt_table_parse_file(libmnt_table *table, const char *file);
 extern "C" int __wrap_mnt_table_parse_file(libmnt_table *table, const char *file) {
     isInLibmount = true;
-    const int result = fails("mnt_table_parse_file") ? -1 : __real_mnt_table_parse_file(table, file);
+    const int result =
+        fails("mnt_table_parse_file") ? -1 : __real_mnt_table_parse_file(table, file);
     isInLibmount = false;
     return result;
 }
@@ -80,7 +93,9 @@ WRAP(fails("fopen"), nullptr, FILE *, fopen, (const char *path, const char *mode
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 extern "C" void *__libc_malloc(std::size_t size);
 extern "C" void *__libc_calloc(std::size_t count, std::size_t size);
-extern "C" void *malloc(std::size_t size) { return isInLibmount && allocationFails() ? nullptr : __libc_malloc(size); }
+extern "C" void *malloc(std::size_t size) {
+    return isInLibmount && allocationFails() ? nullptr : __libc_malloc(size);
+}
 extern "C" void *calloc(std::size_t count, std::size_t size) {
     return isInLibmount && allocationFails() ? nullptr : __libc_calloc(count, size);
 }
@@ -94,10 +109,12 @@ extern "C" std::int64_t __wrap__ZNSt6chrono3_V212steady_clock3nowEv() {
 
 static std::string recorded;
 
-std::string support::takeLog() { return std::exchange(recorded, {}); }
+std::string support::takeLog() {
+    return std::exchange(recorded, {});
+}
 
-extern "C" void orvel_log_v2(std::int32_t level, std::int32_t module, void *first, void *second, const char *function,
-                             std::int32_t line, const char *format, ...) {
+extern "C" void orvel_log_v2(std::int32_t level, std::int32_t module, void *first, void *second,
+                             const char *function, std::int32_t line, const char *format, ...) {
     const support::Unfailing unfailing;
     char text[16384];
     std::va_list arguments;

@@ -16,8 +16,9 @@
 
 #include "include/orvel_core.hpp"
 
-#define SKIP_WITHOUT_ROOT() \
-    if (std::system("unshare --mount true 2> /dev/null") != 0) GTEST_SKIP() << "mounting and chroot need root"
+#define SKIP_WITHOUT_ROOT()                                    \
+    if (std::system("unshare --mount true 2> /dev/null") != 0) \
+    GTEST_SKIP() << "mounting and chroot need root"
 
 namespace support {
 
@@ -79,13 +80,16 @@ public:
 // A directory as the root, for a scope.
 class Chroot {
 public:
-    explicit Chroot(const std::string &root) { EXPECT_TRUE(chdir("/") == 0 && chroot(root.c_str()) == 0); }
+    explicit Chroot(const std::string &root) {
+        EXPECT_TRUE(chdir("/") == 0 && chroot(root.c_str()) == 0);
+    }
     ~Chroot() { EXPECT_EQ(chroot("."), 0); }  // the working directory has stayed outside
 };
 
 // Makes the call with each allocation of the library failing in turn, once and from then on, until
 // none is left to fail. Each answer must be that of the untouched call, or a refusal.
-void failInTurn(const std::function<std::string()> &call, const std::function<bool(const std::string &)> &isRefusal);
+void failInTurn(const std::function<std::string()> &call,
+                const std::function<bool(const std::string &)> &isRefusal);
 // In the test's own part of such a call, none fails.
 class Unfailing {
 public:
