@@ -4,8 +4,10 @@
 #pragma once
 
 #include <cerrno>
+#include <cstdio>
 
 #include "base/cancellation.hpp"
+#include "base/handles.hpp"
 
 namespace orvel {
 
@@ -28,6 +30,12 @@ template <class T>
 T refuse(T result, int error) {
     errno = error;
     return result;
+}
+
+// Writes text, a colon and the text of errno to standard error; errno stays as it is.
+inline void print_error(const char *text) {
+    const ErrnoKeeper keeper;
+    std::perror(text);
 }
 
 }  // namespace orvel

@@ -9,7 +9,6 @@
 #include "fileutil/call.hpp"
 #include "fileutil/copy_file.hpp"
 #include "fileutil/path_buffer.hpp"
-#include "fileutil/report.hpp"
 #include "fileutil/tree_walk.hpp"
 #include "include/orvel_core.h"
 
@@ -63,7 +62,7 @@ private:
         else if (S_ISDIR(mode))
             copy_directory(entry, mode, own);
         else
-            orvel::report("unknow file type!");
+            orvel::print_error("unknow file type!");
     }
 
     // The type of the entry, links followed; own is the entry itself. 0 if it cannot be examined,
@@ -89,9 +88,9 @@ private:
         const std::size_t added = 1 + std::strlen(entry.name);
         if (!made || fstat(made.get(), &status) != 0 ||
             !with_descriptors([&] { return source_.enter(own); })) {
-            orvel::report("opendir error");
+            orvel::print_error("opendir error");
         } else if (!target_.enter(std::move(made), status)) {
-            orvel::report("opendir error");
+            orvel::print_error("opendir error");
             (void)source_.leave();
         } else {
             source_length_ += added;
@@ -136,7 +135,7 @@ int copy_into(const Path &source, const Path &target, const char *dst, const cha
         opened = orvel::open_automounted(AT_FDCWD, source.text(), O_RDONLY, status);
     TreeCopy copy(source.length(), target.length());
     if (!opened || !copy.begin(std::move(opened), status, std::move(made))) {
-        orvel::report("opendir error");
+        orvel::print_error("opendir error");
         return -2;
     }
     copy.run();

@@ -7,30 +7,16 @@
 // number: a child that another process has moved does not lead the walk out of the tree.
 #pragma once
 
-#include <sys/stat.h>
-
 #include <array>
 
+#include "fileutil/examined.hpp"
 #include "fileutil/growable.hpp"
 
 namespace orvel {
 
-// Whether both are one file.
-inline bool is_same_file(const struct stat &a, const struct stat &b) {
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
 inline bool is_out_of_descriptors() {
     return errno == EMFILE || errno == ENFILE;
 }
-
-// Opens directory name in directory at without following a link; flags are added to O_DIRECTORY and
-// similar ones. Null with errno set if it cannot be opened or is not the one that was examined.
-Fd open_examined(int at, const char *name, int flags, const struct stat &examined);
-
-// The same, but if the two differ, examines the directory again and stores that in examined: only
-// opening an automount point mounts its file system.
-Fd open_automounted(int at, const char *name, int flags, struct stat &examined);
 
 class DirectoryChain {
 public:

@@ -5,7 +5,6 @@
 #include <fcntl.h>
 
 #include "fileutil/call.hpp"
-#include "fileutil/report.hpp"
 #include "fileutil/tree_walk.hpp"
 #include "include/orvel_core.h"
 
@@ -48,7 +47,7 @@ private:
 // Examines the walk's current entry; false, after a message, if that fails.
 bool examine(const orvel::TreeWalk &walk, const orvel::Entry &entry, struct stat &status) {
     if (fstatat(walk.directory(), entry.name, &status, AT_SYMLINK_NOFOLLOW) == 0) return true;
-    if (errno != ENOENT) orvel::report("get directory stat error");
+    if (errno != ENOENT) orvel::print_error("get directory stat error");
     return false;
 }
 
@@ -63,9 +62,9 @@ void remove_entry(orvel::TreeWalk &walk, const orvel::Entry &entry) {
     if (S_ISREG(status.st_mode)) {
         if (entry.type != DT_REG) (void)is_unlinked();
     } else if (S_ISDIR(status.st_mode)) {
-        if (!walk.enter(status)) orvel::report("opendir error");
+        if (!walk.enter(status)) orvel::print_error("opendir error");
     } else if (!S_ISLNK(status.st_mode)) {
-        orvel::report("unknow file type!");
+        orvel::print_error("unknow file type!");
     }
 }
 
@@ -90,12 +89,12 @@ extern "C" int remove_dir(const char *path) {
     struct stat status = {};
     if (lstat(path, &status) != 0) {
         if (errno == ENOENT) return call.done(0);
-        orvel::report("get directory stat error");
+        orvel::print_error("get directory stat error");
         return -2;
     }
     if (S_ISLNK(status.st_mode)) return orvel::refuse(-1, ELOOP);
     if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
-        orvel::report("unknow file type!");
+        orvel::print_error("unknow file type!");
         return call.done(0);
     }
     // From here on by the open directory above it: the path may lead elsewhere by now.
@@ -111,7 +110,7 @@ extern "C" int remove_dir(const char *path) {
     orvel::Fd top;
     if (target) top = orvel::open_automounted(target.directory(), target.name(), O_RDONLY, status);
     if (!top || !walk.begin(std::move(top), status)) {
-        orvel::report("opendir error");
+        orvel::print_error("opendir error");
         return -2;
     }
     remove_contents(walk);

@@ -37,7 +37,7 @@ using ConfigTree = std::unordered_map<std::string, ConfigSection>;
 inline constexpr const char *kConfigPath = "/ostree/pkgs/system-ovl.conf";
 }  // namespace orvel
 
-// --- Normalising ---------------------------------------------------------------------------------
+// --- Normalising: normalize/ ---------------------------------------------------------------------
 
 // The normalised form of path. A relative path, "/", an empty path and one of more than 4096 bytes
 // come back unchanged, without a look at the system. Dot components are accepted.
@@ -59,7 +59,7 @@ std::string checkBindMountPoint(const orvel::MappingList &mappings, const std::s
 std::string replaceBeginString(const std::string &text, const std::string &oldPrefix,
                                const std::string &newPrefix);
 
-// --- The mapping table ---------------------------------------------------------------------------
+// --- The mapping table: mapping/ -----------------------------------------------------------------
 
 // The table that normalising applies: backing path or overlay layer -> the path under which the
 // running system shows it, of the mount table and the overlay configuration. If one of these cannot
@@ -80,7 +80,7 @@ std::string checkBindMountPoint1(const std::string &path);
 // mergeMountMappings() as a list, longest prefix first, equal lengths in byte order.
 orvel::MappingList sortedMappings();
 
-// --- The overlay configuration -------------------------------------------------------------------
+// --- The overlay configuration: overlay/ ---------------------------------------------------------
 
 enum SystemStage : std::int32_t { StageInitrd = 0, StageSystem = 1 };
 
@@ -107,7 +107,7 @@ std::vector<std::string> splitValues(const std::string &text);
 // sections have one directory, the one later in byte order wins.
 orvel::PathMap getOverlayMountMappings(const orvel::ConfigTree &tree, std::string &mode);
 
-// --- The mount table -----------------------------------------------------------------------------
+// --- The mount table: mounts/ --------------------------------------------------------------------
 
 // Mount point -> backing path: the path of the same directory below the mount point of its block
 // device. Empty, after a log line, if /proc/self/mountinfo cannot be read.

@@ -193,7 +193,7 @@ diff <(echo "$options") <(sed -nE 's/^complete -c orvel-path (-s (.) )?-l ([a-z-
 
 for seed in ${ORVEL_SEEDS:-$RANDOM $((RANDOM + 32768))}; do
     echo "random layout of seed $seed"
-    "$2/grow-host" "$work" "$seed" > "$in"
+    "$(dirname "$0")/grow-host" "$work" "$seed" > "$in"
     judge "the layout"
 done
 

@@ -7,7 +7,7 @@
 
 #include "base/handles.hpp"
 #include "fileutil/call.hpp"
-#include "fileutil/directory_chain.hpp"
+#include "fileutil/examined.hpp"
 #include "fileutil/path_buffer.hpp"
 #include "include/orvel_core.h"
 
