@@ -62,7 +62,7 @@ expect 2 '' "orvel-path: '': cannot be entered: No such file or directory\n" --r
 printf '%s\0' $state/var/lib $'a\nb' > "$in"
 expect 0 '/var/lib\0a\nb\0' '' --root "$host" -0
 printf 'a\0b\n\nc' > "$in"
-expect 1 'a\0b\n\nc\n' "orvel-path: 'a\0b': refused: it holds a NUL byte
+expect 1 'a\0b\n\nc\n' "orvel-path: 'a\0b': refused: it contains a NUL byte
 orvel-path: '': refused: it is empty\n" --root "$host"
 # Two batches, the second one refused, and its paths more than the limiter admits at once.
 { seq 1150 | sed "s|^|$state/var/|"; echo /..; } > "$in"
@@ -120,14 +120,14 @@ expect 0 "General Mode normal\nOverlay StageInitrd /i\na-N LowerDir /i\nb-N Lowe
 b-N MergeDir /m\nc-N MergeDir /n\nc-N UpperDir /c\nc-N UpperDir /tmproot/c\nc-N lowerdir /d\n
 /n overlay c-N /c\n/n overlay c-N /tmproot/c\n/m overlay b-N <none>\n" "$(minds \
     'in section a-N MergeDir was not found or its value is empty' "section a-N maps nothing in mode 'normal'" \
-    'section c-N, key lowerdir: not read; it is to be LowerDir' 'section b-N, key LowerDir: nothing replaces <none>' \
-    '<PathPre> is replaced by nothing: section Overlay has no PathPre' 'directory /c is in several sections: b-N c-N; the last one wins' \
-    'directory /tmproot/c matches no path: /tmproot is read as /sysroot first' \
-    'directory <none> should begin, but not end, with a slash')\n" --check-config "$work/conf" --stage initrd -rn
+    'section c-N, key lowerdir: ignored; did you mean LowerDir?' 'section b-N, key LowerDir: unknown variable <none>' \
+    '<PathPre> is empty: section Overlay has no PathPre' 'directory /c is in several sections: b-N c-N; the last one wins' \
+    'directory /tmproot/c matches no path: /tmproot is replaced by /sysroot first' \
+    'directory <none> does not begin with a slash')\n" --check-config "$work/conf" --stage initrd -rn
 printf '\xef\xbb\xbf#\n[General]\r\n' > "$work/conf"
 expect 1 '' "$(minds 'not accepted: line 1: It was found that there was no section before the key-value pair' \
-    'line 1 begins with a byte-order mark, which belongs to its text' \
-    'line 2 is the first with a carriage return at its end, which belongs to its text')\n" --check-config "$work/conf"
+    'line 1: byte-order mark' \
+    'line 2: carriage return at end of line')\n" --check-config "$work/conf"
 expect 1 '{\n  "accepted": false,\n  "complaint": "open file /none failed.",\n  "values": [],\n  "mappings": [],
   "remarks": [\n    {\n      "remark": "cannot be read: No such file or directory"\n    }\n  ]\n}\n' '' --json --check-config /none
 printf '%s\n' '[General]' '[]' > "$in"
@@ -136,7 +136,7 @@ printf '%s\n' '[General]' Mode=normal '[Overlay]' PathPre=/p pathpre=/q > "$in"
 strict=()
 for status in 0 1; do
     expect $status "General Mode normal\nOverlay PathPre /p\nOverlay pathpre /q\n" \
-        "orvel-path: standard input: section Overlay, key pathpre: not read; it is to be PathPre\n" \
+        "orvel-path: standard input: section Overlay, key pathpre: ignored; did you mean PathPre?\n" \
         --check-config - -rn "${strict[@]}"
     strict=(--strict)
 done
@@ -161,7 +161,7 @@ for namespaces in env 'unshare --mount' 'unshare --mount --pid --fork'; do
     wait
     rm "$work/process"
 done
-expect 2 '' "orvel-path: process $task: there is none\n" -N "$task" --table
+expect 2 '' "orvel-path: process $task: no such process\n" -N "$task" --table
 
 # The usage: as other tools of the system say it.
 usage() { expect 2 '' "orvel-path: $1\nTry 'orvel-path --help' for more information.\n" "${@:2}"; }
@@ -169,9 +169,9 @@ usage '--verbose excludes --quiet' -q -v /x
 usage "unrecognized option '--x'" --x
 usage "option '--root' requires an argument" --root
 usage '--task excludes --root' -N 1 --root /
-usage "option '--task': '1x' is no process number" --task 1x
+usage "option '--task': '1x' is not a process number" --task 1x
 usage "extra operand '/x'" --table /x
-usage "--why, --names, --table, --check-config, --check-host: one of them at most" -wt
+usage "--why, --names, --table, --check-config and --check-host exclude each other" -wt
 "$tool" --help | grep -F 'For more details see orvel-path(1).' > "$out"
 "$tool" -V | grep -x 'orvel-path [0-9.]* (libmount [0-9.]*)' > "$out"
 

@@ -45,7 +45,7 @@ void remarkOnValues(const Json &values, Remarks &remarks) {
             const std::size_t begin = value.rfind('<', end);
             if (begin == std::string::npos || value.find('>', begin) != end) continue;
             remarks.push_back("section " + std::string(row["section"]) + ", key " +
-                              std::string(row["key"]) + ": nothing replaces " +
+                              std::string(row["key"]) + ": unknown variable " +
                               value.substr(begin, end - begin + 1));
         }
     }
@@ -68,30 +68,31 @@ void remarkOnKeys(const orvel::ConfigTree &tree, Remarks &remarks) {
             const char *meant = meantKey(section, key);
             if (meant == nullptr) continue;
             std::string remark = "section " + section;
-            remark.append(", key ").append(key).append(": not read; it is to be ");
-            remarks.push_back(remark.append(meant));
+            remark.append(", key ").append(key).append(": ignored; did you mean ");
+            remarks.push_back(remark.append(meant).append("?"));
         }
 }
 
-bool isOdd(const std::string &directory) {
-    return !directory.starts_with('/') || directory.ends_with('/');
+void remarkOnDirectory(const std::string &directory, std::set<std::string> &remarks) {
+    if (!directory.starts_with('/')) remarks.insert(directory + " does not begin with a slash");
+    if (directory.size() > 1 && directory.ends_with('/'))
+        remarks.insert(directory + " ends with a slash");
 }
 
 void remarkOnEntries(const std::vector<Entry> &entries, Remarks &remarks) {
     std::set<std::string> odd;
     for (const Entry &entry : entries) {
-        if (isOdd(entry.prefix)) odd.insert(entry.prefix);
-        if (isOdd(entry.replacement) && entry.replacement != "/") odd.insert(entry.replacement);
+        remarkOnDirectory(entry.prefix, odd);
+        remarkOnDirectory(entry.replacement, odd);
         if (entry.prefix.starts_with("/tmproot"))
             remarks.push_back("directory " + entry.prefix +
-                              " matches no path: /tmproot is read as /sysroot first");
+                              " matches no path: /tmproot is replaced by /sysroot first");
         if (entry.sections.size() < 2) continue;
         std::string text = "directory " + entry.prefix + " is in several sections:";
         for (const std::string &section : entry.sections) text += ' ' + section;
         remarks.push_back(text + "; the last one wins");
     }
-    for (const std::string &directory : odd)
-        remarks.push_back("directory " + directory + " should begin, but not end, with a slash");
+    for (const std::string &remark : odd) remarks.push_back("directory " + remark);
 }
 
 void remarkOnSections(const orvel::ConfigTree &tree, const std::vector<Entry> &entries,
@@ -134,7 +135,7 @@ void remarkOnVariables(const std::string &text, const orvel::ConfigTree &tree, S
         const bool hasValue = entry != keys.end() && !entry->second.empty();
         if (hasValue || !refersTo(text, reference)) continue;
         std::string remark = reference;
-        remark.append(" is replaced by nothing: section ").append(section);
+        remark.append(" is empty: section ").append(section);
         remarks.push_back(remark.append(" has no ").append(key));
     }
 }
@@ -165,7 +166,7 @@ orvel::Fd copyOf(const std::string &text) {
     return copy;
 }
 
-// The number of the line at fault, from the library's reader; 0 if there is none.
+// The number of the line at fault, from the library's reader; 0 if no such process.
 std::size_t faultyLine(std::string &text) {
     if (text.empty()) return 0;
     const orvel::File stream(fmemopen(text.data(), text.size(), "r"));
@@ -176,13 +177,11 @@ std::size_t faultyLine(std::string &text) {
 
 // Bytes that an editor does not show.
 void remarkOnBytes(const std::string &text, Remarks &remarks) {
-    if (text.starts_with("\xEF\xBB\xBF"))
-        remarks.push_back("line 1 begins with a byte-order mark, which belongs to its text");
+    if (text.starts_with("\xEF\xBB\xBF")) remarks.push_back("line 1: byte-order mark");
     const std::size_t first = (text + '\n').find("\r\n");
     if (first == std::string::npos) return;
     const auto line = std::count(text.data(), text.data() + first, '\n') + 1;
-    remarks.push_back("line " + std::to_string(line) +
-                      " is the first with a carriage return at its end, which belongs to its text");
+    remarks.push_back("line " + std::to_string(line) + ": carriage return at end of line");
 }
 
 }  // namespace

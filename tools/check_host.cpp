@@ -40,8 +40,7 @@ void findUndescribedOverlays(const Host &host, Findings &findings) {
                 return !entry.sections.empty() && entry.replacement == place;
             });
         if (overlayAt(host, place) != &mount || isDescribed) continue;
-        std::string found =
-            "is an overlay that is not described: paths of its layers stay unchanged";
+        std::string found = "is an undescribed overlay: paths of its layers stay unchanged";
         std::vector<std::string> names = host.storageNames(place);
         std::erase_if(names, [](const std::string &name) { return !exists(name); });
         for (const std::string &name : names)
@@ -97,10 +96,10 @@ void findTemporaryRoot(const Host &host, Findings &findings) {
     for (const Entry &entry : host.table)
         if (entry.prefix.starts_with("/tmproot"))
             findings.push_back({Severity::Error, entry.prefix,
-                                "matches no path, since /tmproot is read as /sysroot first"});
+                                "matches no path, because /tmproot is replaced by /sysroot first"});
     if (exists("/tmproot") && !isOneDirectory("/tmproot", "/sysroot"))
         findings.push_back(
-            {Severity::Error, "/tmproot", "is read as /sysroot, which is another directory"});
+            {Severity::Error, "/tmproot", "is replaced by /sysroot, which is another directory"});
 }
 
 void findVarTwins(const Host &host, Findings &findings) {
@@ -145,7 +144,7 @@ constexpr Check kChecks[] = {
     {"undescribed-overlay", findUndescribedOverlays, "each overlay on the way is described",
      "describe the overlay's layers in system-ovl.conf"},
     {"replaced-file", findReplacedFiles, "no described overlay has a lower layer",
-     "compare by --why a file that matters"},
+     "check important files with --why"},
     {"moved-mount", findMovedMounts, "each mount point below another mount's storage exists",
      "let the mounts propagate, or mount below the shown path"},
     {"mapping", judgeMappings, "each mapping leads to the same directory",
@@ -153,8 +152,9 @@ constexpr Check kChecks[] = {
     {"temporary-root", findTemporaryRoot, "/tmproot is /sysroot or missing",
      "mount nothing at /tmproot; if it is there, make it a link to /sysroot"},
     {"var-twin", findVarTwins, "/tmp, /opt, /srv and /mnt are those of /var",
-     "make it a link to its twin below /var, or ask about neither"},
-    {"ostree-link", findOstreeLink, "/ostree is no link", "resolve links first, as by realpath(1)"},
+     "make it a link to its twin below /var"},
+    {"ostree-link", findOstreeLink, "/ostree is not a link",
+     "resolve links first, as by realpath(1)"},
     {"configuration", findConfiguration, "the configuration is accepted, without remarks",
      "see --check-config"},
 };

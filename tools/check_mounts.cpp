@@ -112,7 +112,7 @@ void findMissingNodes(const Host &host, Findings &findings) {
     for (const auto &[device, mounts] : devicesOf(host))
         if (mounts.front()->lacksNode())
             findings.push_back({Severity::Error, widestOf(mounts).mountPoint,
-                                device + ", mounted here, is no block device in this /dev"});
+                                device + ", mounted here, is not a block device in this /dev"});
 }
 
 void findDeviceLinks(const Host &host, Findings &findings) {
@@ -145,10 +145,11 @@ void findSources(const Host &host, Findings &findings) {
         const std::string what = "source " + mount.source + " of the " + mount.type + " mount ";
         if (mount.isFuse)
             findings.push_back({Severity::Ok, mount.mountPoint,
-                                what + "may be any user's choice; the library ignores it"});
+                                what + "may be chosen by any user; the library ignores it"});
         else
-            findings.push_back({Severity::Warning, prefixOf(host, mount),
-                                what + mount.mountPoint + " is no block device, but is replaced"});
+            findings.push_back(
+                {Severity::Warning, prefixOf(host, mount),
+                 what + mount.mountPoint + " is not a block device, but is replaced"});
     }
 }
 
@@ -159,7 +160,8 @@ void findBlanks(const Host &host, Findings &findings) {
                                 "is read as '" + trim(mount.mountPoint) + "'"});
 }
 
-// The mount that the kernel shows at the path; 0 if there is none, or the kernel is older than 5.8.
+// The mount that the kernel shows at the path; 0 if no such process, or the kernel is older
+// than 5.8.
 std::uint64_t mountIdAt(const std::string &path) {
     struct statx status = {};
     const int flags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC;
@@ -217,7 +219,7 @@ constexpr Check kChecks[] = {
     {"device-node", findMissingNodes, "each mounted block device has its node",
      "bind the device node into this /dev (with systemd, instead of PrivateDevices=yes)"},
     {"device-link", findDeviceLinks, "no device is mounted by a link to its node",
-     "take the answer for this one path for what it is"},
+     "expect the mount point as the answer for this path"},
     {"device-name", findDeviceNames, "no device is taken for another one",
      "mount the device whole"},
     {"mount-source", findSources, "no mount has another file as its source",

@@ -65,7 +65,7 @@ Host readHost() {
     struct stat status = {};
     if (stat(orvel::kConfigPath, &status) == 0 && S_ISFIFO(status.st_mode))
         throw std::runtime_error(std::string(orvel::kConfigPath) +
-                                 " is a FIFO, for which every call of the library waits");
+                                 " is a FIFO, on which every call of the library waits");
     Host host;
     host.mappings = sortedMappings();
     MessageKeeper said;  // the library has just said all of it

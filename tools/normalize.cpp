@@ -37,9 +37,9 @@ std::string refusalOf(const std::string &path, int error) {
                        ? "it has more than 4095 bytes"
                        : "its normalised form has more than 4096 bytes";
         case EILSEQ:
-            return "its normalised form holds a NUL byte";
+            return "its normalised form contains a NUL byte";
         case ENOMEM:
-            return "memory ran out";
+            return "out of memory";
         default:
             return "the library failed";
     }
@@ -52,7 +52,7 @@ bool isFitForBatch(const std::string &path) {
 
 // As a C string, a path with a NUL byte would be another path.
 Normalized askSingly(const std::string &path) {
-    if (path.find('\0') != std::string::npos) return {path, std::nullopt, "it holds a NUL byte"};
+    if (path.find('\0') != std::string::npos) return {path, std::nullopt, "it contains a NUL byte"};
     const auto form =
         retryWhileRateLimited([&] { return orvel::MallocString(pathNormalize(path.c_str())); });
     const int error = errno;

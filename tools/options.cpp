@@ -32,7 +32,7 @@ What to print:
  -t, --table          the mappings in the order in which they are applied
      --check-config   how the library reads the configuration FILE, which
                       may be - for standard input, or the system's
-     --check-host     what on this host keeps paths from being normalised
+     --check-host     what prevents normalisation on this host
 
 Where to look:
      --root DIR       in the root directory DIR
@@ -41,18 +41,18 @@ Where to look:
      --strict         with --check-config: exit status 1 also on remarks
 
 How to print it:
- -0, --null           paths that are read and lines that are written end in NUL
+ -0, --null           input and output lines end in NUL
  -J, --json           JSON
  -n, --noheadings     tables without headings
  -r, --raw            tables with one blank between cells, blanks in them escaped
- -q, --quiet          no reasons and remarks on standard error
- -v, --verbose        the library's warnings; twice: its trace; thrice: all
+ -q, --quiet          no refusals and remarks on standard error
+ -v, --verbose        the library's warnings; -vv: its trace; -vvv: all
 
  -h, --help           this help
  -V, --version        the version
 
 Exit status: 0 done; 1 a path is refused, the configuration is not accepted, or
-the host has errors; 2 wrong usage, or it could not be done.
+the host has errors; 2 wrong usage or another failure.
 
 For more details see orvel-path(1).
 )";
@@ -78,7 +78,8 @@ struct Mistake : std::runtime_error {
 
 void setMode(Options &options, Mode mode) {
     if (options.mode != Mode::Paths && options.mode != mode)
-        throw Mistake("--why, --names, --table, --check-config, --check-host: one of them at most");
+        throw Mistake(
+            "--why, --names, --table, --check-config and --check-host exclude each other");
     options.mode = mode;
 }
 
@@ -86,7 +87,7 @@ int numberOf(const std::string &text) {
     int number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || end != text.data() + text.size() || number <= 0)
-        throw Mistake("option '--task': '" + text + "' is no process number");
+        throw Mistake("option '--task': '" + text + "' is not a process number");
     return number;
 }
 

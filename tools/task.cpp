@@ -18,7 +18,7 @@ namespace {
 [[noreturn]] void fail(int process, const std::string &what) {
     const int error = errno;
     if (error == ENOENT || error == ESRCH)
-        throw std::runtime_error("process " + std::to_string(process) + ": there is none");
+        throw std::runtime_error("process " + std::to_string(process) + ": no such process");
     throw std::runtime_error("process " + std::to_string(process) + ": " + what + ": " +
                              std::strerror(error));
 }
@@ -26,7 +26,7 @@ namespace {
 orvel::Fd openOf(int process, const char *name) {
     const std::string path = "/proc/" + std::to_string(process) + "/" + name;
     orvel::Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!fd) fail(process, "may not be looked into");
+    if (!fd) fail(process, "cannot be examined");
     return fd;
 }
 
@@ -42,7 +42,7 @@ bool isSame(const orvel::Fd &fd, const char *path) {
 // setns moves only the children of a process into a PID namespace.
 void continueInChild(int process) {
     const pid_t child = fork();
-    if (child < 0) fail(process, "no child among its processes");
+    if (child < 0) fail(process, "no process can be started in its PID namespace");
     if (child == 0) return;
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
@@ -58,14 +58,14 @@ void enterTask(int process) {
     const orvel::Fd root = openOf(process, "root");
     const bool hasOwnNumbers = !isSame(numbers, "/proc/self/ns/pid");
     if (hasOwnNumbers && setns(numbers.get(), CLONE_NEWPID) != 0)
-        fail(process, "its numbers of processes cannot be entered");
+        fail(process, "its PID namespace cannot be entered");
     // The kernel refuses this for threads that share their root, as those of a sanitizer do.
     if (!isSame(mounts, "/proc/self/ns/mnt") &&
         (unshare(CLONE_FS) != 0 || setns(mounts.get(), CLONE_NEWNS) != 0))
-        fail(process, "its mounts cannot be entered");
+        fail(process, "its mount namespace cannot be entered");
     if (!isSame(root, "/") && (fchdir(root.get()) != 0 || chroot(".") != 0))
-        fail(process, "its root cannot be entered");
-    if (chdir("/") != 0) fail(process, "its root cannot be entered");
+        fail(process, "its root directory cannot be entered");
+    if (chdir("/") != 0) fail(process, "its root directory cannot be entered");
     if (hasOwnNumbers) continueInChild(process);
     requireProc("process " + std::to_string(process));
 }
