@@ -38,7 +38,7 @@ enum Measure {
     kMeasures
 };
 
-// What a child process tells of its host.
+// What a child process measured on its host.
 struct Result {
     double microseconds[kMeasures];
     double overFloor, batchOverCall, callOverLibmount;  // medians of each round's own ratio
@@ -68,7 +68,7 @@ orvel::MountTable parsedTable() {
     return table;
 }
 
-// The plain work: the table, one look at each target, one at each source.
+// The floor: parse the table, readlink each target, stat each source.
 void lookAtEveryMount() {
     const orvel::MountTable table = parsedTable();
     const orvel::MountIterator iterator(mnt_new_iter(MNT_ITER_FORWARD));

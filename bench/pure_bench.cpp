@@ -9,7 +9,7 @@
 
 namespace {
 
-// A list of as many entries as the argument says, all of which are looked at in vain.
+// A list of as many entries as the argument, none of which matches.
 void applyListInVain(benchmark::State &state) {
     orvel::MappingList list;
     for (int i = 0; i < state.range(0); ++i)
@@ -27,8 +27,7 @@ void findDotComponents(benchmark::State &state) {
 }
 BENCHMARK(findDotComponents)->Arg(60)->Arg(4095);
 
-// Where no mount point lies in a backing path, which a look at what these begin with tells; and
-// where all do.
+// If no mount point is in a backing path, and if all are.
 void retarget(benchmark::State &state, const std::string &parent) {
     orvel::PathMap mounts = {{"/var", "/s/os/var"}};
     for (int i = 0; i < state.range(0); ++i)

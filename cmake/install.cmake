@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# What `cmake --install` puts down, and that it does not depend on where it was built.
+# `cmake --install`: library, tool, headers, and the files for pkg-config and CMake.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 

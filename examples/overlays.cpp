@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The steps behind pathNormalize(), from C++: which directory the overlays of a configuration FILE
-// show where. The library's messages are not heard: there is no orvel_log_v2 here.
+// show where. This program has no orvel_log_v2, so it gets no log messages.
 #include <cstdio>
 #include <orvel_core.hpp>
 

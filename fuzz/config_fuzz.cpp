@@ -47,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t siz
                 require(splitValues(value) == std::vector{value}, "form");
             written.insert(values.begin(), values.end());
         }
-    // Every layer and every merged directory stands in the tree.
+    // Every layer and every merged directory is in the tree.
     std::string mode;
     for (const auto &[layer, merged] : getOverlayMountMappings(tree, mode))
         require(written.count(layer) && written.count(merged), "mapping");

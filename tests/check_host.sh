@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# What --check-host finds on a made-up host, and anew after each of a series of mounts, in private mount namespaces:
-# check_host.sh TOOL SCRIPTS DIRECTORY
+# The findings of --check-host on a made-up host, and the new ones after each of a series of mounts, in private mount
+# namespaces: check_host.sh TOOL SCRIPTS DIRECTORY
 set -euo pipefail
 
 tool=$1 work=$3 failed=0 S=/sysroot/ostree/deploy/example
@@ -11,13 +11,13 @@ D=$S/deploy/$(basename "$host$S"/deploy/*.0)
 chattr -i "$host"
 export tool work S D
 
-findings() { # ROOT: severity, name and path of what is not fine, and the exit status
+findings() { # ROOT: severity, name and path of each error and warning, and the exit status
     local status=0
     "$tool" --root "$1" --check-host --raw --noheadings > "$work/out" || status=$?
     awk '$1 != "ok" { print $1, $2, $NF }' "$work/out"
     echo "status $status"
 }
-after() { # COMMANDS EXPECTED [ROOT]: what is found anew after them, but for covered directories
+after() { # COMMANDS EXPECTED [ROOT]: compares the new findings after COMMANDS, except for covered directories
     unshare --mount bash -euc "cd '$host'; $1; $(declare -f findings); findings '${3-.}'" |
         grep -vxFf "$work/plain" | grep -v covered > "$work/anew" || true
     diff <(printf '%s\n' "$2") "$work/anew" && return

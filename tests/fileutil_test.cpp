@@ -78,7 +78,7 @@ TEST(PathUtilities, InTheRootAndAtMountPoints) {
     };
     EXPECT_EQ(ask("a", "b c"), 1);
     EXPECT_EQ(ask("a", "t") + ask("a", "a/"), 0);
-    at.run("mount -t tmpfs two 'b c'");  // the top-most mount counts
+    at.run("mount -t tmpfs two 'b c'");  // the top-most mount wins
     EXPECT_EQ(ask("t", "b c"), 1);
     EXPECT_EQ(path_is_mount_bind("", "/") + path_is_mount_bind("/", nullptr), -2);
     const support::Chroot chroot(at.path());

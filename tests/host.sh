@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# The main job on a made-up host, through the command-line tool, in a private mount namespace:
+# Normalises paths on a made-up host by the command-line tool, in a private mount namespace:
 # host.sh TOOL SCRIPTS DIRECTORY
 set -euo pipefail
 
@@ -10,7 +10,7 @@ host=$work/host in=$work/in out=$work/out
 deployment=$state/deploy/$(basename "$host$state"/deploy/*.0)
 
 failed=0
-expect() { # STATUS OUTPUT ERRORS ARGUMENT...: what the tool makes of $in
+expect() { # STATUS OUTPUT ERRORS ARGUMENT...: runs the tool on $in
     local status=$1 actual=0 output=$2 errors=$3
     shift 3
     "$tool" "$@" < "$in" > "$out" 2> "$work/err" || actual=$?
@@ -20,7 +20,7 @@ expect() { # STATUS OUTPUT ERRORS ARGUMENT...: what the tool makes of $in
     cat -A "$out" "$work/err"
     failed=1
 }
-judge() { # WHAT: whether the kernel finds one file under each of the paths in $in and its normalised form
+judge() { # WHAT: whether each path in $in and its normalised form name one file
     "$tool" --root "$host" -0 < "$in" > "$out"
     mapfile -d '' -t asked < "$in"
     mapfile -d '' -t given < "$out"
@@ -32,7 +32,7 @@ judge() { # WHAT: whether the kernel finds one file under each of the paths in $
         elif [ "$a" -ef "$b" ]; then
             true
         elif [ -d "$a" ]; then
-            [[ -d $b && $b = */usr/local* ]] # an overlay's directories have numbers of their own
+            [[ -d $b && $b = */usr/local* ]] # an overlay's directories have inode numbers of their own
         else
             cmp -s "$a" "$b"
         fi && same=$((same + 1)) || printf 'ANOTHER: %q -> %q\n' "${asked[i]}" "${given[i]}"
@@ -41,8 +41,8 @@ judge() { # WHAT: whether the kernel finds one file under each of the paths in $
     [ $same -gt 500 ] && [ $same = ${#asked[@]} ] || failed=1
 }
 
-# Every storage path names the file that its normalised form names, which is final. Left out: the
-# directories that the host mounts over, and the link whose own name the first rule renames.
+# Every storage path and its normalised form name one file, and a second call returns that form unchanged. Skipped: the
+# directories that mounts cover, and the link /tmproot, which the first rule renames.
 cd "$host"
 find .$state ./sysroot/boot ./tmproot/boot/ ./tmproot/ostree/deploy/ \
     -regextype posix-extended ! -regex '.*\.0/(var|sysroot|proc|dev|boot|tmproot|also.)' -print0 |
@@ -64,12 +64,12 @@ expect 0 '/var/lib\0a\nb\0' '' --root "$host" -0
 printf 'a\0b\n\nc' > "$in"
 expect 1 'a\0b\n\nc\n' "orvel-path: 'a\0b': refused: it contains a NUL byte
 orvel-path: '': refused: it is empty\n" --root "$host"
-# Two batches, the second one refused, and its paths more than the limiter admits at once.
+# Two batches. The second one is refused, and has more paths than the limiter admits at once.
 { seq 1150 | sed "s|^|$state/var/|"; echo /..; } > "$in"
 expect 1 "$(seq 1150 | sed 's|^|/var/|')\n/..\n" "orvel-path: '/..': refused: \
 it has a component . or ..\n" --root "$host"
 
-# Every step, and what the kernel says: one file, one through the overlay, and one that a mount hides.
+# All steps of a file, of one in the overlay, and of one that a mount hides.
 numbers() { stat -c 'device %Hd:%Ld inode %i' "$host$1"; }
 day=$state/var/tmp/scratch1 added=$state/var/overlay/usr-local/changed hidden=$deployment/var/x
 tee "$host$hidden" "$host/var/x" < /dev/null
@@ -90,7 +90,7 @@ for why in '/usr/x: already normal: mount /usr: '"$deployment/usr"' -> /usr' 'x:
     "$tool" --root "$host" --why "${why%%: *}" | grep -F "unchanged: ${why#*: }" > "$out" || { echo "$why"; failed=1; }
 done
 
-# Every name: of a file with a layer, of one through a link, and of one that is mounted twice.
+# All names of a file in a layer, of one below a link, and of one that is mounted twice.
 diff <("$tool" --root "$host" -rn --names "$added" "${day/sys/tmp}" /boot/loader | cut -d ' ' -f 1-3) - << END || failed=1
 shown likely /usr/local/changed
 asked yes $added
@@ -112,7 +112,7 @@ temporary\x20root yes /tmproot/boot/loader
 END
 expect 0 '[\n  {"path":"\\ufffd","path_hex":"ff","normalized":"\\ufffd","normalized_hex":"ff"}\n]\n' '' --json $'\xff'
 
-# A configuration with all that a human would mind; one that the library does not take; and none.
+# A configuration with all likely mistakes, one that the library does not accept, and none.
 minds() { printf "orvel-path: '$work/conf': %s\n" "$@"; }
 printf '%s\n' '[General]' Mode=normal '[Overlay]' StageInitrd=/i '[a-N]' 'LowerDir=<stage>' '[b-N]' \
     'LowerDir=<none>, <PathPre>/c' MergeDir=/m '[c-N]' UpperDir=/c,/tmproot/c lowerdir=/d MergeDir=/n > "$work/conf"
@@ -142,19 +142,19 @@ for status in 0 1; do
 done
 expect 1 '/..\n' '' -q /..
 
-# Another process: of another root, and of namespaces of its own, whose /proc has other numbers.
+# Another process, with another root and namespaces of its own.
 mkfifo "$work/fifo"
 for namespaces in env 'unshare --mount' 'unshare --mount --pid --fork'; do
     # shellcheck disable=SC2016,SC2086 # the inner shell expands; several words
     $namespaces bash -c 'read -r process _ < /proc/self/stat; echo "$process" > "$0/process"
         mount -t proc proc "$0/host/proc"; exec "$1" --root "$0/host"' "$work" "$tool" < "$work/fifo" > "$work/given" &
-    exec 9> "$work/fifo" # which the process waits for
+    exec 9> "$work/fifo" # the process waits for it
     for _ in $(seq 100); do
         task=$(cat "$work/process" 2> /dev/null) && [ "/proc/$task/root/usr" -ef "$host/usr" ] && break
         sleep 0.1
     done
     expect 0 '/boot/x\n' '' --task "$task" /sysroot/boot/x
-    echo /sysroot/boot/y >&9 # is answered although there may be more
+    echo /sysroot/boot/y >&9 # is answered before the end of input
     for _ in $(seq 100); do [ ! -s "$work/given" ] || break; sleep 0.1; done
     [ "$(cat "$work/given")" = /boot/y ]
     exec 9>&-
@@ -163,7 +163,7 @@ for namespaces in env 'unshare --mount' 'unshare --mount --pid --fork'; do
 done
 expect 2 '' "orvel-path: process $task: no such process\n" -N "$task" --table
 
-# The usage: as other tools of the system say it.
+# Usage errors.
 usage() { expect 2 '' "orvel-path: $1\nTry 'orvel-path --help' for more information.\n" "${@:2}"; }
 usage '--verbose excludes --quiet' -q -v /x
 usage "unrecognized option '--x'" --x
@@ -175,7 +175,7 @@ usage "--why, --names, --table, --check-config and --check-host exclude each oth
 "$tool" --help | grep -F 'For more details see orvel-path(1).' > "$out"
 "$tool" -V | grep -x 'orvel-path [0-9.]* (libmount [0-9.]*)' > "$out"
 
-# A terminal, and the completions.
+# Output on a terminal, and completions.
 printf -v command '%q ' "$tool" --names $'/\e\xff\xc3\xa4\\'
 SHELL=$BASH LC_ALL=C.UTF-8 TERM=xterm NO_COLOR='' script -qec "$command" /dev/null < /dev/null > "$out"
 cmp "$out" <(printf '%s\r\n' 'KIND  SAME FILE NAME           BY' \
@@ -197,7 +197,7 @@ for seed in ${ORVEL_SEEDS:-$RANDOM $((RANDOM + 32768))}; do
     judge "the layout"
 done
 
-# Roots that lack what the library reads.
+# Roots without /proc or device nodes.
 ASAN_OPTIONS=detect_leaks=0 \
     expect 2 '' "orvel-path: '$work/tree': has no mounted /proc\n" --root "$work/tree" /x
 mount -t proc proc "$work/tree/proc"

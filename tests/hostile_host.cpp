@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A host that is no friend: it has functions of the library's names, a log function that throws or
+// A hostile host: it defines functions with the library's names, a log function that throws or
 // calls back, threads that end in the middle of a call, and children of threads that are inside
 // one.
 #include <dlfcn.h>
@@ -87,7 +87,7 @@ void callEarly() {
 }
 [[gnu::section(".preinit_array"), gnu::used]] void (*const early)() = callEarly;
 
-// Each thread goes through the moods; where no log line is due, none of them shows.
+// Each thread goes through the moods. A mood has an effect only in a call that logs.
 void callEverything(int number) {
     for (int turn = number; !isOver; ++turn) {
         mood = static_cast<Mood>(turn % 4);

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# The library as its users get it, below an empty prefix: the example daemon by pkg-config, the C++ example by
-# find_package; and in a project with its own unit_tests. CC, CFLAGS etc. are the build's: install.sh BUILD EXAMPLES
+# Installs the library below an empty prefix and builds the example daemon with pkg-config, the C++ example with
+# find_package, and a project that adds this one as a directory. CC, CFLAGS etc. are the build's: install.sh BUILD EXAMPLES
 set -euo pipefail
 
 work=$(mktemp -d)
@@ -18,7 +18,7 @@ printf '/var/tmp/x\n/a\r/../b\na\0b\n\nrelative' | "$work/daemon" > "$work/out" 
 cmp "$work/out" <(printf '/tmp/x\n\n\n\nrelative\n') # a refused path has an empty line
 [ "$(grep -cE '^orvel-daemon.*: (.* /a\\x0d/\.\./b|input path is invalid .*)$' "$work/messages")" = 2 ]
 printf '/a\n/a\n/..\n/..\n' | "$work/daemon" > "$work/out" 2> "$work/messages"
-[ "$(sort -u "$work/messages" | wc -l)" = "$(wc -l < "$work/messages")" ] # none of them repeated
+[ "$(sort -u "$work/messages" | wc -l)" = "$(wc -l < "$work/messages")" ] # none is repeated
 if command -v systemd-analyze > "$work/out"; then
     mkdir "$work/units"
     cp "$2"/orvel-daemon* "$work/units"

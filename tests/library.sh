@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# The built library, read off its file: it exports exactly what its map lists, and what programs may have been
-# linked with; it calls none of that through its host, leaves only the log function for the host to supply, and is
-# hardened as its flags say: library.sh LIBRARY MAP "COMPILER FLAGS" SYMBOLS
+# Checks the built library's file: it exports exactly the functions of its map and of the packages' symbols file, calls
+# none of them through the program, needs only the log function from the program, and is hardened as its flags say:
+# library.sh LIBRARY MAP "COMPILER FLAGS" SYMBOLS
 set -euo pipefail
 
 diff <(nm -D --defined-only "$1" | awk '{ print $3 }' | sort) \

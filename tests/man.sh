@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# The manual pages as they are installed: without a warning, none about functions of more than 200 lines, and each
-# function of the header has a page of its name that shows its prototype: man.sh REPOSITORY BUILD
+# Checks the installed manual pages: no warnings, at most 200 lines in a page about functions, and each function of the
+# header has a page of its name with its prototype: man.sh REPOSITORY BUILD
 set -euo pipefail
 
 work=$(mktemp -d)

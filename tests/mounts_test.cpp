@@ -95,7 +95,7 @@ TEST(MountMappings, OfRealMounts) {
     const std::string &base = mounts.path();
     const PathMap expected = {
         {base + "/usr", base + "/whole/os/usr"},
-        {base + "/anchor", base + "/whole"},      // mounted whole twice: the later place counts
+        {base + "/anchor", base + "/whole"},      // mounted whole twice: the later place wins
         {base + "/stacked", base + "/whole/os"},  // as does the later mount
         {base + "/odd a\tb\\c#", base + "/whole/os"},
         {base + "/blank", base + "/whole/os"},  // trimmed, as every mount point

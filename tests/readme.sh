@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# The README's shell blocks run on a made-up host, in a private mount namespace; where they show answers, these are
-# given; its caller is compiled: readme.sh REPOSITORY DIRECTORY
+# Runs the README's shell blocks on a made-up host, compares the answers that they show, and compiles its C example:
+# readme.sh REPOSITORY DIRECTORY
 set -euo pipefail
 cd "$1"
 work=$2 build=$1/build/release
-block() { # LANGUAGE: all blocks in it, of which there must be some
+block() { # LANGUAGE: all its blocks, at least one
     awk -v fence="\`\`\`$1" '/^```/ { inside = $0 == fence; next } inside { print; n++ } END { exit !n }' README.md
 }
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# The example that keeps the mappings notices new mounts and a new configuration, in an overlay over this system's
-# root: watcher.sh WATCHER LIBRARY DIRECTORY
+# Checks that the example watcher notices new mounts and a new configuration, in an overlay over this system's root:
+# watcher.sh WATCHER LIBRARY DIRECTORY
 set -euo pipefail
 
 root=$3/root

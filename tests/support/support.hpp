@@ -90,7 +90,7 @@ public:
 // none is left to fail. Each answer must be that of the untouched call, or a refusal.
 void failInTurn(const std::function<std::string()> &call,
                 const std::function<bool(const std::string &)> &isRefusal);
-// In the test's own part of such a call, none fails.
+// Suspends the failures for a scope.
 class Unfailing {
 public:
     Unfailing();
