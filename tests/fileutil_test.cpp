@@ -12,6 +12,7 @@
 #include <set>
 #include <thread>
 
+#include "base/bounded.hpp"
 #include "base/handles.hpp"
 #include "fileutil/directory_chain.hpp"
 #include "include/orvel_core.h"
@@ -26,6 +27,25 @@ std::string text(char *result) {
     const orvel::MallocString owned(result);
     return result ? result : "null";
 }
+
+#ifndef ORVEL_HAVE_BOUNDSCHECK
+TEST(BoundedCopies, WriteAllOrNothing) {
+    char text[] = "abc";
+    EXPECT_EQ(memcpy_s(text, 2, "xyz", 3), ERANGE);
+    EXPECT_EQ(memset_s(text, 2, 'x', 3), ERANGE);
+    EXPECT_EQ(strcat_s(text, sizeof text, "d"), ERANGE);
+    EXPECT_EQ(memcpy_s(text, 2, nullptr, 1), EINVAL);
+    EXPECT_EQ(memset_s(nullptr, 2, 'x', 1), EINVAL);
+    EXPECT_EQ(strcat_s(text, sizeof text, nullptr), EINVAL);
+    EXPECT_STREQ(text, "abc");
+    EXPECT_EQ(memset_s(text, 3, 'x', 2), 0);
+    EXPECT_EQ(memcpy_s(text + 1, 2, "yz", 2), 0);
+    EXPECT_STREQ(text, "xyz");
+    text[2] = '\0';
+    EXPECT_EQ(strcat_s(text, sizeof text, "!"), 0);
+    EXPECT_STREQ(text, "xy!");
+}
+#endif
 
 TEST(TextUtilities, TrimReplaceAndTellTheTime) {
     char blanks[] = " a b\tc ";
@@ -58,6 +78,9 @@ TEST(PathUtilities, LookAtLinksAndResolveTheirDirectories) {
         EXPECT_EQ(text(get_absolute_path(file.c_str())), at / expected);
     for (const char *file : {"no", "/", static_cast<const char *>(nullptr)})
         EXPECT_EQ(get_absolute_path(file), nullptr);
+    support::failingCall = "realpath";
+    EXPECT_EQ(text(get_absolute_path("d/../link")), "null");
+    support::failingCall.clear();
     std::string answers;
     for (const char *name :
          {"d", "f", "link", "dlink", "dangling", "no", static_cast<const char *>(nullptr)})
