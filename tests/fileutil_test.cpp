@@ -22,6 +22,19 @@ namespace {
 
 using support::Scratch;
 
+// errno before each EXPECT_CALL. A success keeps it.
+constexpr int kKept = 7777;
+
+// Compares the result of a call and errno after it.
+#define EXPECT_CALL(call, result, error)    \
+    do {                                    \
+        errno = kKept;                      \
+        const auto actual = call;           \
+        const int after = errno;            \
+        EXPECT_EQ(actual, result) << #call; \
+        EXPECT_EQ(after, error) << #call;   \
+    } while (0)
+
 std::string text(char *result) {
     const support::Unfailing unfailing;
     const orvel::MallocString owned(result);
@@ -47,26 +60,38 @@ TEST(BoundedCopies, WriteAllOrNothing) {
 }
 #endif
 
-TEST(TextUtilities, TrimReplaceAndTellTheTime) {
+TEST(Strings, LtrimAnywayDropsAllBlanks) {
     char blanks[] = " a b\tc ";
-    EXPECT_EQ(ltrim_anyway(blanks), 7U);
+    EXPECT_CALL(ltrim_anyway(blanks), 7U, kKept);
     EXPECT_STREQ(blanks, "abc");
-    EXPECT_EQ(ltrim_anyway(nullptr), 0U);
+    EXPECT_CALL(ltrim_anyway(nullptr), 0U, EINVAL);
     std::string blanksBeyond = std::string(3000, ' ') + "x";
     EXPECT_EQ(ltrim_anyway(blanksBeyond.data()), 2048U);
     EXPECT_STREQ(blanksBeyond.c_str(), "x");
+}
 
+TEST(Strings, StrrpcReplacesFromLeftToRight) {
     const std::string a(3000, 'a');
-    EXPECT_EQ(text(strrpc("ab-ab", "ab", "x")) + text(strrpc("ab-ab", "ab", nullptr)), "x-x-");
-    EXPECT_EQ(text(strrpc("aaa", "aa", "baa")) + text(strrpc("ab", "abc", "")), "baaaab");
+    EXPECT_EQ(text(strrpc("ab-ab", "ab", "x")), "x-x");
+    EXPECT_EQ(text(strrpc("ab-ab", "ab", nullptr)), "-");
+    EXPECT_EQ(text(strrpc("aaa", "aa", "baa")), "baaa");
+    EXPECT_EQ(text(strrpc("ab", "abc", "")), "ab");
     EXPECT_EQ(text(strrpc(a.c_str(), "a", "bc")).size(), 4096U);
     EXPECT_EQ(text(strrpc("xyx", "x", a.c_str())).size(), 4097U);
-    for (const char *none : {static_cast<const char *>(nullptr), ""})
-        EXPECT_TRUE(!strrpc(none, "a", "b") && !strrpc("a", none, "b"));
+    for (const char *none : {static_cast<const char *>(nullptr), ""}) {
+        EXPECT_CALL(strrpc(none, "a", "b"), nullptr, EINVAL);
+        EXPECT_CALL(strrpc("a", none, "b"), nullptr, EINVAL);
+    }
+}
+
+TEST(Time, IsNow) {
     struct tm now = {};
-    get_current_time((get_current_time(nullptr), &now));
+    errno = kKept;
+    get_current_time(&now);
     EXPECT_GT(now.tm_year, 100);
-    EXPECT_EQ(text(get_time_str()).size(), 19U);
+    EXPECT_CALL(text(get_time_str()).size(), 19U, kKept);
+    get_current_time(nullptr);
+    EXPECT_EQ(errno, EINVAL);
 }
 
 TEST(PathUtilities, LookAtLinksAndResolveTheirDirectories) {
@@ -76,8 +101,10 @@ TEST(PathUtilities, LookAtLinksAndResolveTheirDirectories) {
     for (const auto &[file, expected] : support::pairs(
              "d/../f -> f  link -> link  dlink/../link -> link  dlink/ -> d  dangling -> dangling"))
         EXPECT_EQ(text(get_absolute_path(file.c_str())), at / expected);
-    for (const char *file : {"no", "/", static_cast<const char *>(nullptr)})
-        EXPECT_EQ(get_absolute_path(file), nullptr);
+    EXPECT_CALL(get_absolute_path("no"), nullptr, ENOENT);
+    EXPECT_CALL(get_absolute_path(""), nullptr, ENOENT);
+    EXPECT_CALL(get_absolute_path("/"), nullptr, ENOENT);
+    EXPECT_CALL(get_absolute_path(nullptr), nullptr, EINVAL);
     support::failingCall = "realpath";
     EXPECT_EQ(text(get_absolute_path("d/../link")), "null");
     support::failingCall.clear();
@@ -87,8 +114,13 @@ TEST(PathUtilities, LookAtLinksAndResolveTheirDirectories) {
         answers += std::to_string(path_is_exist(name)) + std::to_string(path_is_dir(name)) +
                    std::to_string(path_is_link(name)) + " ";
     EXPECT_EQ(answers, "110 100 101 101 101 -100 -100 ");
-    EXPECT_EQ(path_is_same("f", "hard") + path_is_same("f", "link") + path_is_same("f", "d"), 1);
-    EXPECT_EQ(path_is_same("f", "no") + path_is_same(nullptr, "f"), -2);
+    EXPECT_CALL(path_is_dir("d"), 1, kKept);
+    EXPECT_CALL(path_is_exist(nullptr), -1, EINVAL);
+    EXPECT_CALL(path_is_same("f", "hard"), 1, kKept);
+    EXPECT_CALL(path_is_same("f", "link"), 0, kKept);
+    EXPECT_CALL(path_is_same("f", "d"), 0, kKept);
+    EXPECT_CALL(path_is_same("f", "no"), -1, ENOENT);
+    EXPECT_CALL(path_is_same(nullptr, "f"), -1, EINVAL);
 }
 
 TEST(PathUtilities, InTheRootAndAtMountPoints) {
@@ -99,13 +131,16 @@ TEST(PathUtilities, InTheRootAndAtMountPoints) {
     const auto ask = [&](const char *a, const char *b) {
         return path_is_mount_bind((at / a).c_str(), (at / b).c_str());
     };
-    EXPECT_EQ(ask("a", "b c"), 1);
-    EXPECT_EQ(ask("a", "t") + ask("a", "a/"), 0);
+    EXPECT_CALL(ask("a", "b c"), 1, kKept);
+    EXPECT_CALL(ask("a", "t"), 0, kKept);
+    EXPECT_CALL(ask("a", "a/"), 0, kKept);
     at.run("mount -t tmpfs two 'b c'");  // the top-most mount wins
     EXPECT_EQ(ask("t", "b c"), 1);
-    EXPECT_EQ(path_is_mount_bind("", "/") + path_is_mount_bind("/", nullptr), -2);
+    EXPECT_CALL(path_is_mount_bind("", "/"), -1, ENOENT);
+    EXPECT_CALL(path_is_mount_bind("/", nullptr), -1, EINVAL);
     const support::Chroot chroot(at.path());
-    EXPECT_EQ(text(get_absolute_path("/link")) + text(get_absolute_path("//link")), "/link/link");
+    EXPECT_EQ(text(get_absolute_path("/link")), "/link");
+    EXPECT_EQ(text(get_absolute_path("//link")), "/link");
 }
 
 using Listing = char **(*)(const char *, int *);
@@ -124,29 +159,42 @@ std::string list(Listing listing, const std::string &dir, const std::string &bas
     return all;
 }
 
-TEST(Listings, HaveTheirOrderAndTheirRefusals) {
+TEST(Listings, HaveTheirOrder) {
     const Scratch at;
-    at.run("mkdir -p d/s/t e/x..y; touch f d/s/t/a e/x..y/f; ln -s /etc d/s/t/link; ln -s d link");
+    at.run("mkdir -p d/s/t e/x..y; touch d/s/t/a e/x..y/f; ln -s /etc d/s/t/link; ln -s d link");
     const std::string files = list(get_file_list_from_dir, at / "d/", at / "d");
     EXPECT_TRUE(files == "./s/t/a ./s/t/link " || files == "./s/t/link ./s/t/a ") << files;
-    const std::string paths = list(get_path_list_from_dir, at / "d", at / "d");
-    EXPECT_EQ(paths, files + "./s/t ./s/t ./s ./s . ");
+    EXPECT_EQ(list(get_path_list_from_dir, at / "d", at / "d"), files + "./s/t ./s/t ./s ./s . ");
     EXPECT_EQ(list(get_path_list_from_dir, at / "e/../link", at / "d"),  // the link's own path last
               files + "./s/t ./s/t ./s " + at / "link/s " + at / "link ");
     EXPECT_EQ(list(get_path_list_from_dir, at / "e/x..y", at / "e/x..y"), "./f . ");
+    EXPECT_EQ(list(get_file_list_from_dir, at / "e", ""), "null 0");  // "..", so empty
     EXPECT_EQ(list(get_dir_list, at / "e/../link", at / "link"), "./s ");
     ASSERT_EQ(chdir(at.path().c_str()), 0);
-    EXPECT_EQ(list(get_file_list_from_dir, "d", at / "d") + list(get_dir_list, "d", at / "d"),
-              files + "./s ");
-    for (const char *name : {"e", "link", "f", "e/../d", "no"})
-        EXPECT_EQ(list(get_file_list_from_dir, name, ""), "null 0") << name;
-    for (const char *name : {"d/s/t/a", "f", "no"})
-        EXPECT_EQ(list(get_dir_list, name, ""), "null 0");
+    EXPECT_EQ(list(get_file_list_from_dir, "d", at / "d"), files);
+    EXPECT_EQ(list(get_dir_list, "d", at / "d"), "./s ");
+}
+
+TEST(Listings, RefuseWhatIsNoDirectory) {
+    const Scratch at;
+    at.run("mkdir -p d/e empty; touch f; ln -s d link");
+    ASSERT_EQ(chdir(at.path().c_str()), 0);
+    int count = 0, one = 1;
     for (const Listing listing : {get_file_list_from_dir, get_path_list_from_dir, get_dir_list}) {
-        int count = 3;
-        EXPECT_TRUE(!listing(nullptr, &count) && !listing("d", nullptr) && !listing("d", &count));
-        EXPECT_EQ(count, 3);
+        EXPECT_CALL(listing(nullptr, &count), nullptr, EINVAL);
+        EXPECT_CALL(listing("d", nullptr), nullptr, EINVAL);
+        EXPECT_CALL(listing("d", &one), nullptr, EINVAL);
+        EXPECT_CALL(listing("", &count), nullptr, ENOENT);
+        EXPECT_CALL(listing("no", &count), nullptr, ENOENT);
+        EXPECT_CALL(listing("f", &count), nullptr, ENOTDIR);
+        EXPECT_EQ(count, 0);
+        EXPECT_EQ(one, 1);
     }
+    EXPECT_CALL(get_file_list_from_dir("d/../d", &count), nullptr, EINVAL);
+    EXPECT_CALL(get_file_list_from_dir("link", &count), nullptr, ELOOP);
+    EXPECT_CALL(get_file_list_from_dir("empty", &count), nullptr, kKept);
+    EXPECT_CALL(get_dir_list("empty", &count), nullptr, kKept);
+    EXPECT_CALL(list(get_dir_list, "d", "\n"), at / "d/e ", kKept);
 }
 
 TEST(Listings, OfTheRootHaveNoDoubledSlash) {
@@ -200,49 +248,84 @@ std::string names(const std::string &directory) {
     return all;
 }
 
-TEST(RemoveDir, RemovesWhatItMayAndSaysLittle) {
+TEST(RemoveDir, ReturnCodes) {
+    const Scratch at;
+    at.run("mkdir -p d/e; touch d/f file; ln -s d link; mkfifo fifo; mkdir a..b");
+    ASSERT_EQ(chdir(at.path().c_str()), 0);
+    EXPECT_CALL(remove_dir(nullptr), -1, EINVAL);
+    EXPECT_CALL(remove_dir("a..b"), -1, EINVAL);
+    EXPECT_CALL(remove_dir("link"), -1, ELOOP);
+    EXPECT_CALL(remove_dir(""), 0, kKept);
+    EXPECT_CALL(remove_dir("no/no"), 0, kKept);
+    EXPECT_CALL(remove_dir("file/"), -2, ENOTDIR);
+    EXPECT_CALL(remove_dir("file"), 0, kKept);
+    EXPECT_CALL(remove_dir("d"), 0, kKept);
+    EXPECT_EQ(names(at.path()), ". ./a..b ./fifo ./link ");
+}
+
+TEST(RemoveDir, KeepsLinksAndSpecialFiles) {
     const Scratch at;
     at.run(R"(mkdir -p t/d/e t/x t/y 't/new
-'line file; touch f t/d/e/g 't/a b' t/x/a..b
-              ln -s ../f t/y/link; ln -s t link; mkfifo t/fifo p; touch t/$(printf %0255d 0))");
-    for (const auto &[path, expected] : support::pairs(
-             "f -> 0  no -> 0  no/no -> 0  file/ -> 0  link -> -1  t/x/a..b -> -1  '' -> 0"))
-        EXPECT_EQ(call(at, [&, p = path] { return remove_dir(p.c_str()); }), expected) << path;
-    EXPECT_EQ(call(at, [] { return remove_dir(nullptr); }), "-1");
+line'; touch t/d/e/g 't/a b' t/x/a..b; ln -s ../f t/y/link; mkfifo t/fifo p; touch t/$(printf %0255d 0))");
     EXPECT_EQ(call(at, [] { return remove_dir("p"); }), "0 unknow file type!");
     EXPECT_EQ(call(at, [] { return remove_dir("p/x"); }), "-2 get directory stat error");
     EXPECT_EQ(call(at, [] { return remove_dir("t"); }), "0 unknow file type!");
-    EXPECT_EQ(names(at.path()), ". ./link ./p ./t ./t/fifo ./t/x ./t/x/a..b ./t/y ./t/y/link ");
+    EXPECT_EQ(names(at.path()), ". ./p ./t ./t/fifo ./t/x ./t/x/a..b ./t/y ./t/y/link ");
 }
 
-TEST(Copying, KeepsItsCodes) {
+TEST(CopyDir, ReturnCodes) {
     const Scratch at;
-    at.run(R"(mkdir -p s/d/e y q s/x..y; printf abc > s/f; head -c 200000 /dev/urandom > y/old
-              ln -s f s/flink; ln -s d s/dlink; ln -s no s/dangling; mkfifo s/fifo
-              touch s/d/a..b s/d/g; chmod 750 s; ln -s s link; ln -s . y/q)");
-    for (auto [arguments, expected] :
-         support::pairs("./no:y -> -2  ./s:no -> -2  s:y -> -1  ./q:y -> -1  ./s:y/old -> -4  "
-                        "./link:y -> -1  ./s/../s:q -> -1"
-                        "  ./s/f:y -> -2_opendir_error  ./s/:y/ -> 0_unknow_file_type!  ./s:y -> -4"
-                        "  ./s:s/d -> 0_unknow_file_type!")) {
-        std::replace(expected.begin(), expected.end(), '_', ' ');
-        const std::string src = arguments.substr(0, arguments.find(':')),
-                          dst = arguments.substr(src.size() + 1);
-        EXPECT_EQ(call(at, [&] { return copy_dir(src.c_str(), dst.c_str()); }), expected)
-            << arguments;
-    }
-    EXPECT_EQ(copy_dir(nullptr, "y") + copy_dir("./s", nullptr), -2);
-    EXPECT_EQ(names(at / "y"), ". ./f ./link ./old ./q ./s ./s/d ./s/d/e ./s/d/g ./s/dlink ./s/f ");
-    EXPECT_EQ(names(at / "s/d"), ". ./a..b ./e ./g ./s ./s/d ./s/d/e ./s/d/g ./s/dlink ./s/f ");
+    at.run(
+        "mkdir -p s y/q a..b; touch s/f y/file; ln -s s link; ln -s . y/p; cp -r s q; ln -s . p");
+    ASSERT_EQ(chdir(at.path().c_str()), 0);
+    EXPECT_CALL(copy_dir(nullptr, "y"), -1, EINVAL);
+    EXPECT_CALL(copy_dir("./s", nullptr), -1, EINVAL);
+    EXPECT_CALL(copy_dir("./no", "y"), -2, ENOENT);
+    EXPECT_CALL(copy_dir("./s", "no"), -2, ENOENT);
+    EXPECT_CALL(copy_dir("s", "y"), -1, EINVAL);   // no slash
+    EXPECT_CALL(copy_dir("./p", "y"), -1, ELOOP);  // y/p is a link
+    EXPECT_CALL(copy_dir("./s", "y/file"), -4, ENOTDIR);
+    EXPECT_CALL(copy_dir("./q", "y"), -4, EEXIST);
+    EXPECT_CALL(copy_dir("./s", "a..b"), -1, EINVAL);
+    EXPECT_CALL(copy_dir("./link", "y"), -1, ELOOP);  // by contract after it has made y/link
+    EXPECT_CALL(copy_dir("./s", (std::string(4091, '/') + "tmp").c_str()), -1, ENAMETOOLONG);
+    EXPECT_CALL(copy_dir("./s", "y"), 0, kKept);
+    EXPECT_EQ(names(at / "y"), ". ./file ./link ./p ./q ./s ./s/f ");
+}
 
-    at.run("cp y/old big; test $(stat -c %a y/s) = 750");
-    EXPECT_EQ(copy_file("s/f", "y/old") + copy_file("big", "y/new"), 0);
-    at.run("cmp s/f y/old; cmp big y/new; cmp s/f y/s/f");
-    for (const char *name : {"no", "s", "link", "a..b", "s/fifo", "s/flink"})
-        EXPECT_EQ(copy_file(name, "y/new"), -1) << name;
-    for (const char *name : {"no/no", "s", "link", "a..b"})
-        EXPECT_EQ(copy_file("s/f", name), -1) << name;
-    EXPECT_EQ(copy_file(nullptr, "y/new") + copy_file("s/f", nullptr), -2);
+TEST(CopyDir, FollowsNoLinkAndSkipsSpecialFiles) {
+    const Scratch at;
+    at.run(R"(mkdir -p s/d/e y s/x..y; printf abc > s/f; chmod 750 s; mkfifo s/fifo
+              ln -s f s/flink; ln -s d s/dlink; ln -s no s/dangling; touch s/d/a..b s/d/g)");
+    EXPECT_EQ(call(at, [] { return copy_dir("./s/f", "y"); }), "-2 opendir error");
+    EXPECT_EQ(call(at, [] { return copy_dir("./s/", "y/"); }), "0 unknow file type!");
+    EXPECT_EQ(call(at, [] { return copy_dir("./s", "s/d"); }),
+              "0 unknow file type!");  // into itself
+    EXPECT_EQ(names(at / "y"), ". ./f ./s ./s/d ./s/d/e ./s/d/g ./s/dlink ./s/f ");
+    EXPECT_EQ(names(at / "s/d"), ". ./a..b ./e ./g ./s ./s/d ./s/d/e ./s/d/g ./s/dlink ./s/f ");
+    at.run("cmp s/f y/s/f; test $(stat -c %a y/s) = 750");
+}
+
+TEST(CopyFile, ReturnCodes) {
+    const Scratch at;
+    at.run(R"(mkdir s; printf abc > f; head -c 200000 /dev/urandom > old; cp old big
+              ln -s f link; mkfifo fifo; touch a..b)");
+    ASSERT_EQ(chdir(at.path().c_str()), 0);
+    EXPECT_CALL(copy_file("f", "old"), 0, kKept);
+    EXPECT_CALL(copy_file("big", "new"), 0, kKept);
+    EXPECT_CALL(copy_file("f", "/dev/null"), 0, kKept);
+    at.run("cmp f old; cmp big new");
+    EXPECT_CALL(copy_file(nullptr, "new"), -1, EINVAL);
+    EXPECT_CALL(copy_file("f", nullptr), -1, EINVAL);
+    EXPECT_CALL(copy_file("a..b", "new"), -1, EINVAL);
+    EXPECT_CALL(copy_file("f", "a..b"), -1, EINVAL);
+    EXPECT_CALL(copy_file("link", "new"), -1, ELOOP);
+    EXPECT_CALL(copy_file("f", "link"), -1, ELOOP);
+    EXPECT_CALL(copy_file("no", "new"), -1, ENOENT);
+    EXPECT_CALL(copy_file("f", "no/no"), -1, ENOENT);
+    EXPECT_CALL(copy_file("s", "new"), -1, EISDIR);
+    EXPECT_CALL(copy_file("f", "s"), -1, EISDIR);
+    EXPECT_CALL(copy_file("fifo", "new"), -1, EINVAL);
 }
 
 TEST(RemovingAndCopying, AsAnOrdinaryUser) {
@@ -448,68 +531,6 @@ TEST(Descriptors, ThatSufficeForALevelGiveAWholeResult) {
         EXPECT_EQ(path_is_exist(victim.c_str()), -1) << free;
     }
     (void)testing::internal::GetCapturedStderr();
-}
-
-TEST(Errno, IsSetByFailuresAlone) {
-    const Scratch at;
-    at.run("mkdir d e; touch d/f; ln -s d link; mkfifo fifo");
-    ASSERT_EQ(chdir(at.path().c_str()), 0);
-    int count = 0, one = 1;
-    char blank[] = " ";
-    struct tm now = {};
-    constexpr int kKept = 7777;
-    const struct {
-        const char *name;
-        std::function<void()> call;
-        int expected;
-    } rows[] = {
-        // Successes, an empty list among them.
-        {"dir list", [] { list(get_dir_list, "d", ""); }, kKept},
-        {"empty", [&] { get_dir_list("e", &(count = 0)); }, kKept},
-        {"empty files", [&] { get_file_list_from_dir("e", &(count = 0)); }, kKept},
-        {"absent", [] { remove_dir("no"); }, kKept},
-        {"is dir", [] { path_is_dir("d/f"); }, kKept},
-        {"bind", [] { path_is_mount_bind("/", "/proc"); }, kKept},
-        {"time", [] { text(get_time_str()); }, kKept},
-        {"copy", [] { copy_file("d/f", "d/g"); }, kKept},
-        {"tree", [] { copy_dir("./d", "e"); }, kKept},
-        {"remove", [] { remove_dir("e/d"); }, kKept},
-        // NULL, "..", a link, an empty path, a count.
-        {"ltrim", [] { ltrim_anyway(nullptr); }, EINVAL},
-        {"ltrim blank", [&] { ltrim_anyway(blank); }, kKept},
-        {"strrpc", [] { strrpc("a", "", "b"); }, EINVAL},
-        {"current time", [] { get_current_time(nullptr); }, EINVAL},
-        {"current", [&] { get_current_time(&now); }, kKept},
-        {"absolute", [] { get_absolute_path(nullptr); }, EINVAL},
-        {"absolute empty", [] { get_absolute_path(""); }, ENOENT},
-        {"exist", [] { path_is_exist(nullptr); }, EINVAL},
-        {"same", [] { path_is_same("d", nullptr); }, EINVAL},
-        {"bind null", [] { path_is_mount_bind(nullptr, "/"); }, EINVAL},
-        {"bind empty", [] { path_is_mount_bind("", "/"); }, ENOENT},
-        {"list null", [&] { get_dir_list(nullptr, &(count = 0)); }, EINVAL},
-        {"list count", [&] { get_path_list_from_dir("d", &one); }, EINVAL},
-        {"list dots", [&] { get_file_list_from_dir("d/../d", &(count = 0)); }, EINVAL},
-        {"list link", [&] { get_file_list_from_dir("link", &(count = 0)); }, ELOOP},
-        {"list empty path", [&] { get_path_list_from_dir("", &(count = 0)); }, ENOENT},
-        {"list file", [&] { get_file_list_from_dir("d/f", &(count = 0)); }, ENOTDIR},
-        {"remove dots", [] { remove_dir("d/.."); }, EINVAL},
-        {"remove link", [] { remove_dir("link"); }, ELOOP},
-        {"copy null", [] { copy_file("d/f", nullptr); }, EINVAL},
-        {"copy link", [] { copy_file("link", "x"); }, ELOOP},
-        {"copy fifo", [] { copy_file("fifo", "x"); }, EINVAL},
-        {"copy absent", [] { copy_file("no", "x"); }, ENOENT},
-        {"tree dots", [] { copy_dir("./d", "e/../e"); }, EINVAL},
-        {"tree link", [] { copy_dir("./link", "e"); }, ELOOP},
-        {"tree name", [] { copy_dir("d", "e"); }, EINVAL},
-        {"tree exists", [] { copy_dir("./link", "e"); }, EEXIST},
-        {"tree long", [] { copy_dir("./d", (std::string(4091, '/') + "tmp").c_str()); },
-         ENAMETOOLONG},
-    };
-    for (const auto &[name, call, expected] : rows) {
-        errno = kKept;
-        call();
-        EXPECT_EQ(errno, expected) << name;
-    }
 }
 
 TEST(Memory, RunningOutGivesNoPartOfAList) {
