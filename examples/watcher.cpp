@@ -3,7 +3,7 @@
 // reads paths from standard input, one a line, and answers each with a line: the path under which
 // the system shows the file, or nothing if the path is refused.
 //     watcher          answers each path as it comes, from a list of mappings that it keeps
-//     watcher --batch  reads all paths first and answers them with one look at the system
+//     watcher --batch  reads all paths first and reads the mount table once
 // The kept list is read again when the kernel reports that the mounts or the configuration have
 // changed. Until this program has seen the report, which it looks for before each block of input,
 // answers are those of the old mounts: up to 64 KiB of paths.

@@ -3,8 +3,8 @@
 
    pathNormalize() and batchPathNormalize() read the process's mount table and
    the overlay configuration /ostree/pkgs/system-ovl.conf afresh on every call.
-   orvel_core(3) says how a path is normalised, orvel_caveats(7) what a program
-   must know that decides by the result.
+   orvel_core(3) explains the rules, orvel_caveats(7) the limits that a program
+   must know if it decides by the result.
 
    Strings are NUL-terminated bytes in any encoding. Strings, arrays and records
    that a function returns are malloc'ed and belong to the caller. No exception
@@ -22,10 +22,10 @@ extern "C" {
 #endif
 
 /* Not a function of the library: a program that defines it gets the library's
-   messages. level is 0 detail, 1 trace, 2 warning or 3 error; module is 3 and
-   the pointers are null; function and line are a place in the library; format
-   and the rest are those of printf(3). The thread that called the library calls
-   it. It must return or throw, and not end the thread. */
+   messages, on the thread that called the library. level is 0 detail, 1 trace,
+   2 warning or 3 error; module is 3 and the pointers are null; function and line
+   are a place in the library; format and the rest are those of printf(3). It must
+   return or throw; it must not call pthread_exit(). */
 #ifdef __GNUC__
 __attribute__((format(printf, 7, 8)))
 #endif
@@ -41,9 +41,10 @@ void orvel_log_v2(int32_t level, int32_t module, void *, void *,
 /* The normalised form of path, or NULL with errno set and one line in the log.
    If a program decides by the result, it must deny what it cannot normalise.
 
-   path has 1 to ORVEL_MAX_PATH_BYTES bytes and no component "." or ".."; the file may be
-   missing. A relative path (also "." alone) and "/" come back unchanged. The
-   result has at most 4096 bytes and its NUL; the caller releases it with free().
+   path has 1 to ORVEL_MAX_PATH_BYTES bytes and no component "." or ".."; the
+   file may be missing. A relative path (also "." alone) and "/" come back
+   unchanged. The result has at most 4096 bytes and its NUL; the caller releases
+   it with free().
 
    Bursts of up to 100 calls are admitted, then 100 calls a second, for this
    function and batchPathNormalize() together.
@@ -54,8 +55,8 @@ void orvel_log_v2(int32_t level, int32_t module, void *, void *,
                    paths is NULL, or count is 0
      E2BIG         count is more than ORVEL_MAX_BATCH_PATHS
      ENAMETOOLONG  a path or a result is too long
-     EILSEQ        a result holds a NUL byte, from the configuration file
-     ENOMEM        memory ran out
+     EILSEQ        a result contains a NUL byte from the configuration file
+     ENOMEM        out of memory
      EIO           another failure, such as a log function that throws
 
    Both functions need a stack of 16 KiB (x86-64) if the log function needs
@@ -68,9 +69,10 @@ typedef struct {
     size_t count;
 } path_normalize_result_t;
 
-/* The normalised forms of 1 to ORVEL_MAX_BATCH_PATHS paths, by one look at the
-   system and as one call of the limit. NULL, as from pathNormalize(), if one of the paths
-   is refused. The caller releases the record with freeBatchPathNormalize(). */
+/* The normalised forms of 1 to ORVEL_MAX_BATCH_PATHS paths. Reads the mount table
+   and the configuration once and counts as one call. NULL, as from
+   pathNormalize(), if one of the paths is refused. The caller releases the record
+   with freeBatchPathNormalize(). */
 path_normalize_result_t *batchPathNormalize(const char *const *paths, size_t count);
 
 /* Releases a record and everything that it holds, once. result, result->paths
@@ -123,7 +125,7 @@ int path_is_same(const char *path1, const char *path2);
 
 /* 1 if both are mount points of one source and type, as a file system and its
    bind mounts are; 0 if not; -1 if either is NULL or empty, or /proc/mounts
-   cannot be read. Compares text: "/mnt/" is no mount point. */
+   cannot be read. Compares text: "/mnt/" does not match a mount at "/mnt". */
 int path_is_mount_bind(const char *path1, const char *path2);
 
 /* --- Listings ------------------------------------------------------------------
@@ -157,9 +159,9 @@ char **get_dir_list(const char *dir, int *count);
 int remove_dir(const char *path);
 
 /* Copies the bytes of a regular file to dst, which is created or emptied first.
-     0   copied, but if the disk was full or reading failed only in part
+     0   copied; only in part if the disk was full or reading failed
      -1  either is refused or cannot be opened (src for writing, too), both are one
-         file, or src is no regular file */
+         file, or src is not a regular file */
 int copy_file(const char *src, const char *dst);
 
 /* Copies the tree src as a new directory into the directory dst, which may be a
@@ -170,8 +172,8 @@ int copy_file(const char *src, const char *dst);
      -2  src or dst does not exist, a directory cannot be opened, or memory ran out
      -3  src cannot be examined
      -4  the new directory cannot be made, for example because it exists
-   After -1 for src, and -2 for the second and third reason, the new directory
-   remains. */
+   The new directory remains after -1 if src is refused, and after -2 if a
+   directory cannot be opened or memory ran out. */
 int copy_dir(const char *src, const char *dst);
 
 #ifdef __cplusplus

@@ -40,10 +40,10 @@ inline constexpr const char *kConfigPath = "/ostree/pkgs/system-ovl.conf";
 // --- Normalising: normalize/ ---------------------------------------------------------------------
 
 // The normalised form of path. A relative path, "/", an empty path and one of more than 4096 bytes
-// come back unchanged, without a look at the system. Dot components are accepted.
+// come back unchanged, without reading the mount table. Dot components are accepted.
 std::string _pathNormalize(const std::string &path);
 
-// The same for every path, by one look at the system, also for an empty vector.
+// The same for every path, reading the mount table once, also for an empty vector.
 std::vector<std::string> _batchPathNormalize(const std::vector<std::string> &paths);
 
 // Whether path has a component "." or "..". The path "." has none.

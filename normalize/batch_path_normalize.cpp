@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Up to 1000 paths through the C interface, all or none, by one look at the system.
+// Up to 1000 paths through the C interface, all or none, reading the mount table once.
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -117,7 +117,7 @@ extern "C" path_normalize_result_t *batchPathNormalize(const char *const *paths,
         LOG(Trace, "start batch path normalize, total count: %zu", count);
         Paths inputs;
         if (const int error = collectInputs(paths, count, inputs)) return orvel::refuse(error);
-        // One look at the system for all paths.
+        // Reads the mount table once for all paths.
         const Paths results = _batchPathNormalize(inputs);
         if (results.size() != count) {
             LOG(Error, "batch normalize result count mismatch, input: %zu, result: %zu", count,

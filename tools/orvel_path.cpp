@@ -91,7 +91,7 @@ ExitStatus answerOnce(const Options &options) {
     return kDone;
 }
 
-// The root is entered before the first look at the system; every library is loaded by then.
+// Enters the root before it reads anything of the system; every library is loaded by then.
 ExitStatus run(const Options &options) {
     tool::setLogLevel(orvel::log::Error + (options.quiet ? 1 : -options.verbosity));
     if (options.root)
