@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "base/handles.hpp"
+#include "mounts/libmount_handles.hpp"
 #include "mounts/path_memo.hpp"
 #include "tests/support/support.hpp"
 
@@ -62,6 +63,22 @@ TEST(PathMemo, AgreesWithRealpath) {
                                    "/e/..", "/self/../e", "/", "/no"})
             for (const char *third : {"", "/f", "/", "/..", "/x/y"})
                 compare(at.path() + first + second + third);
+}
+
+TEST(MountSource, IsJoinedWithItsRootByOneSlash) {
+    const struct {
+        const char *source, *root, *joined;
+    } rows[] = {
+        {nullptr, "/", ""},        {"/dev/x", nullptr, ""}, {"/dev/x", "/", "/dev/x/"},
+        {"/d/", "/e", "/d/e"},     {"/d", "e", "/d/e"},     {"/d/", "e", "/d/e"},
+        {" /d\t", " /e ", "/d/e"}, {"", "/e", "/e"},        {"/d", "", "/d"},
+    };
+    for (const auto &[source, root, joined] : rows) {
+        const std::unique_ptr<libmnt_fs, orvel::Releaser<mnt_unref_fs>> fs(mnt_new_fs());
+        EXPECT_EQ(mnt_fs_set_source(fs.get(), source), 0);
+        EXPECT_EQ(mnt_fs_set_root(fs.get(), root), 0);
+        EXPECT_EQ(getFullSource(fs.get()), joined);
+    }
 }
 
 TEST(MountSource, BaseIsTheEndOfAChain) {
