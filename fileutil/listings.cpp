@@ -99,7 +99,7 @@ bool list_paths(orvel::TreeWalk &walk, const Path &top, const Path &real, orvel:
         } else {
             if (!path.push(entry->name)) continue;
             Step step = Step::Skipped;
-            if (entry->type == DT_DIR && path.length() < PATH_MAX) {
+            if (entry->type == DT_DIR) {
                 inside = path;
                 if (walk.depth() > 1 || path_of_entry(walk, real, inside))
                     step = enter(walk, inside);
